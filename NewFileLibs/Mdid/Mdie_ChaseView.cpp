@@ -1,0 +1,3 @@
+#include "Mdid/Mdie_ChaseView.h"
+
+Mdie_ChaseView::~Mdie_ChaseView() = default;
