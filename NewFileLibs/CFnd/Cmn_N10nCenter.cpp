@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
 #include <map>
 #include <mutex>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -35,19 +37,21 @@ public:
                 subscriberP->mReceiver(iMessage);
     }
 
-    void Add(Cmn_MsgId iId, const std::shared_ptr<Subscriber>& iSubscriberP)
+    // The list stays where it is.
+    SubscriberList& Add(Cmn_MsgId iId, const std::shared_ptr<Subscriber>& iSubscriberP)
     {
         const std::lock_guard lock(mMutex);
-        mLists[iId].push_back(iSubscriberP);
+        SubscriberList& list = mLists.try_emplace(std::string(iId.GetName())).first->second;
+        list.push_back(iSubscriberP);
         ++mNumSubscribers;
+        return list;
     }
 
-    void Remove(Cmn_MsgId iId, const std::shared_ptr<Subscriber>& iSubscriberP)
+    void Remove(SubscriberList& ioList, const std::shared_ptr<Subscriber>& iSubscriberP)
     {
         iSubscriberP->mIsSubscribed = false;
         const std::lock_guard lock(mMutex);
-        SubscriberList& list = mLists.find(iId)->second;
-        list.erase(std::ranges::find(list, iSubscriberP));
+        ioList.erase(std::ranges::find(ioList, iSubscriberP));
         --mNumSubscribers;
     }
 
@@ -55,13 +59,14 @@ private:
     SubscriberList GetSubscribers(Cmn_MsgId iId)
     {
         const std::lock_guard lock(mMutex);
-        const auto listP = mLists.find(iId);
+        const auto listP = mLists.find(iId.GetName());
         return listP != mLists.end() ? listP->second : SubscriberList();
     }
 
     std::atomic<int> mNumSubscribers{0};
     std::mutex mMutex;
-    std::map<Cmn_MsgId, SubscriberList> mLists;
+    // With names of its own: the library that a name comes from may be unloaded.
+    std::map<std::string, SubscriberList, std::less<>> mLists;
 };
 
 // Never destroyed: static objects may post and unsubscribe late.
@@ -79,18 +84,17 @@ class Cmn_N10nCenter::Subscription::Entry
 {
 public:
     Entry(Cmn_MsgId iId, Receiver iReceiver)
-        : mId(iId),
-          mSubscriberP(std::make_shared<Subscriber>(std::move(iReceiver)))
+        : mSubscriberP(std::make_shared<Subscriber>(std::move(iReceiver))),
+          mList(GetTable().Add(iId, mSubscriberP))
     {
-        GetTable().Add(mId, mSubscriberP);
     }
-    ~Entry() { GetTable().Remove(mId, mSubscriberP); }
+    ~Entry() { GetTable().Remove(mList, mSubscriberP); }
     Entry(const Entry&) = delete;
     Entry& operator=(const Entry&) = delete;
 
 private:
-    const Cmn_MsgId mId;
     const std::shared_ptr<Subscriber> mSubscriberP;
+    SubscriberList& mList;
 };
 
 Cmn_N10nCenter::Subscription::Subscription() noexcept = default;

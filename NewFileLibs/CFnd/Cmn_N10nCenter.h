@@ -52,8 +52,8 @@ private:
 // subscribes is not told of the message under way. What a receiver throws passes on to whoever posted; the receivers
 // behind it are not told then, and everything stays usable.
 //
-// Threads: any but a playback one; no lock is held while a receiver is called. A receiver that another thread is in
-// when it is unsubscribed finishes.
+// Threads: any but a playback one; no lock is held while a receiver is called. Unsubscribing does not wait: a post on
+// another thread may still be on its way into the receiver, which then has to own what it uses.
 class CFND_EXPORT Cmn_N10nCenter
 {
 public:
@@ -63,7 +63,8 @@ public:
     class CFND_EXPORT Sender : public Sys_ThreadSafeRefCountObject
     {
     public:
-        // A few nanoseconds while nobody has subscribed to anything, a look-up while nobody has to this kind.
+        // A few nanoseconds while nobody has subscribed to anything, a look-up while nobody has to this kind. Throws
+        // what a receiver throws, and std::bad_alloc.
         virtual void Post(const Cmn_MsgBase& iMessage) = 0;
     };
 

@@ -38,8 +38,8 @@ public:
 
     // As well-formed UTF-8 without a declaration: one element a line, indented by its level; a text goes before the
     // children. In a name, what is not an ASCII letter or digit, '_', '-' or '.' is written as '_', and '_' goes before
-    // a name that does not begin with a letter. In a text, control characters and bytes that are no UTF-8 are written
-    // as U+FFFD.
+    // a name that begins with none of a letter and '_'. In a text, bytes that are no UTF-8 and the control characters
+    // that XML does not have are written as U+FFFD.
     std::string AsText() const;
 
     // The same; the stream's state tells whether it was written.
@@ -57,9 +57,11 @@ CFND_EXPORT Cmn_AliasedRefCountPtr<Cmn_XMLNode> Cmn_CreateXMLNode(std::string_vi
 CFND_EXPORT Cmn_AliasedRefCountPtr<Cmn_XMLNode> Cmn_CreateXMLNode(std::string_view iName, std::string_view iValue);
 void Cmn_CreateXMLNode(std::string_view iName, std::nullptr_t) = delete;
 
-// A bool, a char and a floating-point number are none: what they would look like is for the caller to say.
+// A bool, a character and a floating-point number are none: what they would look like is for the caller to say.
 template <class T>
-concept Cmn_XMLInteger = std::integral<T> && !std::same_as<T, bool> && !std::same_as<T, char>;
+concept Cmn_XMLInteger =
+    std::integral<T> && !std::same_as<T, bool> && !std::same_as<T, char> && !std::same_as<T, wchar_t> &&
+    !std::same_as<T, char8_t> && !std::same_as<T, char16_t> && !std::same_as<T, char32_t>;
 
 // In decimal, a signed char too.
 template <Cmn_XMLInteger T>
