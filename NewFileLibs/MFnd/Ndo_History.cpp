@@ -234,6 +234,14 @@ void Ndo_Manager::Impl::SaveState(Ndo_Object& ioObject)
     CMN_VERIFY(isChangedInsideAStep);
 }
 
+void Ndo_Manager::Impl::ReportUnsavedChange(const Ndo_Object& iObject) noexcept
+{
+    const bool isStateSaved = IsRestoring() || mObjects.at(iObject.mNdoID).mSteps == 0;
+    if (!isStateSaved)
+        DropHistory();
+    CMN_VERIFY(isStateSaved);
+}
+
 void Ndo_Manager::Impl::Save(Ndo_Object& ioObject, EKind iKind)
 {
     OpenRecords().emplace(ioObject.mNdoID, Record{iKind, StateOf(ioObject)});

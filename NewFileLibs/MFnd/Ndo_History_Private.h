@@ -46,6 +46,7 @@ public:
     // For Ndo_Object.
     void Register(Ndo_Object& ioObject);
     void SaveState(Ndo_Object& ioObject);
+    void ReportUnsavedChange(const Ndo_Object& iObject) noexcept;
     bool PrepareToDelete(Ndo_Object& ioObject) noexcept; // false: it has to stay
     void Forget(Ndo_Object& ioObject) noexcept;          // it is destroyed without NdoDelete
 

@@ -28,6 +28,11 @@ void Ndo_Object::NdoDelete() noexcept
 
 void Ndo_Object::NdoCleanup() {}
 
+void Ndo_Object::NdoReportUnsavedChange() noexcept
+{
+    Ndo_gManager.mImplP->ReportUnsavedChange(*this);
+}
+
 void Ndo_Object::NdoSaveState()
 {
     Ndo_gManager.mImplP->SaveState(*this);

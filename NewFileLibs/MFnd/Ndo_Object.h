@@ -38,7 +38,8 @@ protected:
 // The base of everything that can be undone.
 //
 // An edit calls NdoAboutToModify just before its first real change. Copying, moving and assigning never call it, and
-// never hand on a registration: a copy is not undoable, and assignment keeps what the target is.
+// never hand on a registration: a copy is not undoable, and assignment keeps what the target is. Assigning to an object
+// that the history knows, without a state saved in the same step, is reported and drops the history.
 // Threads: editing.
 class MFND_EXPORT Ndo_Object
 {
@@ -79,7 +80,11 @@ public:
 protected:
     explicit Ndo_Object(EUndoFlag iUndoFlag); // throws std::bad_alloc
     Ndo_Object(const Ndo_Object&) noexcept {}
-    Ndo_Object& operator=(const Ndo_Object&) noexcept { return *this; }
+    Ndo_Object& operator=(const Ndo_Object&) noexcept
+    {
+        NdoChangesWithoutState();
+        return *this;
+    }
 
     // Saves the object's state, once a step; later calls cost a comparison. Throws std::bad_alloc, and has then saved
     // nothing: the edit must not take place.
@@ -87,6 +92,14 @@ protected:
     {
         if (mNdoEpoch != sNdoEpoch && NdoIsUndoable()) [[unlikely]]
             NdoSaveState();
+    }
+
+    // For a change that saves no state, before it. When none has been saved in this step and an earlier step knows the
+    // object, it is reported and drops the history.
+    void NdoChangesWithoutState() noexcept
+    {
+        if (mNdoEpoch != sNdoEpoch && NdoIsUndoable()) [[unlikely]]
+            NdoReportUnsavedChange();
     }
 
     // True while the object is being made again, from NdoRecreate's return to the end of NdoCleanup: what no state of
@@ -97,6 +110,7 @@ private:
     friend class Ndo_Manager;
 
     void NdoSaveState();
+    void NdoReportUnsavedChange() noexcept;
 
     // Changes whenever saved states stop counting: when a step begins or ends, at undo and redo. Starts at 1.
     static std::uint64_t sNdoEpoch;
