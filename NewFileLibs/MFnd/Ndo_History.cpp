@@ -52,6 +52,11 @@ void Shrink(Ndo_State& ioState, const Ndo_Object* iObjectP) noexcept
     }
 }
 
+std::size_t BytesOf(const Ndo_State* iStateP)
+{
+    return Ndo_Manager::kBytesOfRecord + (iStateP ? iStateP->NdoGetSize() : 0);
+}
+
 void CallCleanup(Ndo_Object& ioObject) noexcept
 {
     bool isCleanedUp = false;
@@ -140,11 +145,9 @@ void Ndo_Manager::Impl::Seal(Step& ioStep) noexcept
     std::size_t bytes = 0;
     for (const auto& [id, record] : ioStep.mRecords)
     {
-        if (record.mStateP == nullptr)
-            continue;
-        if (record.mKind == EKind::kChanged)
+        if (record.mStateP != nullptr && record.mKind == EKind::kChanged)
             Shrink(*record.mStateP, Lookup(id));
-        bytes += record.mStateP->NdoGetSize();
+        bytes += BytesOf(record.mStateP.get());
     }
     mBytes += bytes - ioStep.mBytes;
     ioStep.mBytes = bytes;
@@ -196,7 +199,7 @@ std::size_t Ndo_Manager::Impl::GetBytesHeld() const
     std::size_t bytes = mBytes;
     for (const Step& step : mOpenStep)
         for (const auto& [id, record] : step.mRecords)
-            bytes += record.mStateP ? record.mStateP->NdoGetSize() : 0;
+            bytes += BytesOf(record.mStateP.get());
     return bytes;
 }
 
@@ -225,7 +228,8 @@ void Ndo_Manager::Impl::Register(Ndo_Object& ioObject)
 void Ndo_Manager::Impl::SaveState(Ndo_Object& ioObject)
 {
     const Ndo_ObjectID id = ioObject.mNdoID;
-    const bool isChangedInsideAStep = IsRestoring() || IsInStep() || mObjects.at(id).mSteps == 0;
+    const bool isChangedInsideAStep =
+        IsRestoring() ? IsBeingRestored(ioObject) : IsInStep() || mObjects.at(id).mSteps == 0;
     if (!isChangedInsideAStep)
         DropHistory();
     else if (!IsRestoring() && IsRecording() && !OpenRecords().contains(id))
@@ -236,7 +240,7 @@ void Ndo_Manager::Impl::SaveState(Ndo_Object& ioObject)
 
 void Ndo_Manager::Impl::ReportUnsavedChange(const Ndo_Object& iObject) noexcept
 {
-    const bool isStateSaved = IsRestoring() || mObjects.at(iObject.mNdoID).mSteps == 0;
+    const bool isStateSaved = IsBeingRestored(iObject) || mObjects.at(iObject.mNdoID).mSteps == 0;
     if (!isStateSaved)
         DropHistory();
     CMN_VERIFY(isStateSaved);
@@ -250,12 +254,13 @@ void Ndo_Manager::Impl::Save(Ndo_Object& ioObject, EKind iKind)
 
 bool Ndo_Manager::Impl::PrepareToDelete(Ndo_Object& ioObject) noexcept
 {
-    if (IsRestoring())
+    const bool isAnothersMatter = mIsCleaningUp && !mMovingP->contains(ioObject.mNdoID);
+    if (IsRestoring() && !isAnothersMatter)
     {
         if (!HasToGo(ioObject.mNdoID))
             return false;
     }
-    else if (IsRecording())
+    else if (IsRecording() && !IsRestoring())
         RecordDeletion(ioObject);
     else if (mObjects.at(ioObject.mNdoID).mSteps > 0)
         DropHistory();
@@ -327,6 +332,14 @@ Ndo_Object* Ndo_Manager::Impl::Lookup(Ndo_ObjectID iID) const
     return entry == mObjects.end() ? nullptr : entry->second.mObjectP;
 }
 
+// What is not in the step that is at work may be changed meanwhile only as it may outside of any step.
+bool Ndo_Manager::Impl::IsBeingRestored(const Ndo_Object& iObject) const
+{
+    if (!IsRestoring())
+        return false;
+    return mMovingP->contains(iObject.mNdoID) || mObjects.at(iObject.mNdoID).mSteps == 0;
+}
+
 // What an owner that goes away deletes may have had another owner before the step, and then has to stay.
 bool Ndo_Manager::Impl::HasToGo(Ndo_ObjectID iID) const
 {
@@ -364,14 +377,19 @@ bool Ndo_Manager::Impl::AreObjectsAsRecorded(const Records& iRecords) const
 void Ndo_Manager::Impl::Move(Records& ioRecords)
 {
     Records wayBack = TakeWayBack(ioRecords);
+    bool isAnyRestored = false;
     try
     {
         Recreate(ioRecords);
+        isAnyRestored = true;
         RestoreStates(ioRecords);
     }
     catch (...)
     {
-        TakeBack(ioRecords, wayBack);
+        if (isAnyRestored)
+            TakeBack(ioRecords, wayBack);
+        else
+            Dispose(ioRecords, EKind::kDeleted);
         throw;
     }
     Dispose(ioRecords, EKind::kMade);
@@ -420,22 +438,38 @@ void Ndo_Manager::Impl::RestoreStates(const Records& iRecords)
 
 void Ndo_Manager::Impl::TakeBack(const Records& iRecords, const Records& iWayBack) noexcept
 {
-    try
+    if (LayBack(iWayBack))
     {
-        for (const auto& [id, record] : iWayBack)
-            if (Ndo_Object* const objectP = Lookup(id); objectP != nullptr && record.mKind == EKind::kChanged)
-                objectP->NdoRestoreState(record.mStateP.get());
-    }
-    catch (...)
-    {
-        // What was made again stays, because what could not be put back may own it.
-        for (const auto& [id, record] : iRecords)
-            if (Ndo_Object* const objectP = Lookup(id))
-                objectP->mNdoIsBeingRecreated = false;
-        DropHistory();
+        Dispose(iRecords, EKind::kDeleted);
+        CleanUp(iWayBack);
         return;
     }
-    Dispose(iRecords, EKind::kDeleted);
+    // What was made again stays, because what could not be put back may own it.
+    for (const auto& [id, record] : iRecords)
+        if (Ndo_Object* const objectP = Lookup(id))
+            objectP->mNdoIsBeingRecreated = false;
+    DropHistory();
+}
+
+// As many as can be.
+bool Ndo_Manager::Impl::LayBack(const Records& iWayBack) noexcept
+{
+    bool isAllBack = true;
+    for (const auto& [id, record] : iWayBack)
+    {
+        Ndo_Object* const objectP = Lookup(id);
+        if (objectP == nullptr || record.mKind != EKind::kChanged)
+            continue;
+        try
+        {
+            objectP->NdoRestoreState(record.mStateP.get());
+        }
+        catch (...)
+        {
+            isAllBack = false;
+        }
+    }
+    return isAllBack;
 }
 
 void Ndo_Manager::Impl::Dispose(const Records& iRecords, EKind iKind) noexcept
@@ -450,10 +484,12 @@ void Ndo_Manager::Impl::Dispose(const Records& iRecords, EKind iKind) noexcept
 
 void Ndo_Manager::Impl::CleanUp(const Records& iRecords) noexcept
 {
+    mIsCleaningUp = true;
     for (const auto& [id, record] : iRecords)
         if (Ndo_Object* const objectP = Lookup(id))
         {
             CallCleanup(*objectP);
             objectP->mNdoIsBeingRecreated = false;
         }
+    mIsCleaningUp = false;
 }

@@ -78,6 +78,7 @@ private:
     void BreakStep() noexcept;
     void Unlink(Ndo_Object& ioObject) noexcept;
     bool HasToGo(Ndo_ObjectID iID) const;
+    bool IsBeingRestored(const Ndo_Object& iObject) const;
 
     bool RollBack(Steps& ioStep) noexcept;
     void Keep(Steps& ioStep) noexcept;
@@ -93,6 +94,7 @@ private:
     void Recreate(const Records& iRecords);
     void RestoreStates(const Records& iRecords);
     void TakeBack(const Records& iRecords, const Records& iWayBack) noexcept;
+    bool LayBack(const Records& iWayBack) noexcept;
     void Dispose(const Records& iRecords, EKind iKind) noexcept;
     void CleanUp(const Records& iRecords) noexcept;
 
@@ -109,5 +111,6 @@ private:
 
     const Records* mMovingP = nullptr; // the step that is being undone, redone or rolled back
     std::optional<EKind> mGoing;       // the kind of its records whose objects are being disposed of
+    bool mIsCleaningUp = false;
     bool mDropsHistoryAfterwards = false;
 };

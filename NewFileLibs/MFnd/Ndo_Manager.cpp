@@ -62,12 +62,12 @@ bool Ndo_Manager::Redo()
 
 bool Ndo_Manager::CanUndo() const
 {
-    return !IsInStep() && !mImplP->mUndoSide.empty();
+    return !IsInStep() && !IsRestoring() && !mImplP->mUndoSide.empty();
 }
 
 bool Ndo_Manager::CanRedo() const
 {
-    return !IsInStep() && !mImplP->mRedoSide.empty();
+    return !IsInStep() && !IsRestoring() && !mImplP->mRedoSide.empty();
 }
 
 const std::string& Ndo_Manager::GetUndoName() const

@@ -19,6 +19,9 @@
 // The history is dropped, too, when an object that it knows is destroyed in another way than by NdoDelete in a step; if
 // that happens inside a step, the step can be neither undone nor rolled back any more: its changes stand.
 //
+// A part is best made in the step that gives it to its owner: undo leaves one that was made before without an owner.
+// What an object makes while it is restored stays with that object.
+//
 // Threads: editing; one at a time.
 class MFND_EXPORT Ndo_Manager
 {
@@ -53,7 +56,7 @@ public:
     // everything as it was; if even that fails, the history is dropped.
     bool Undo();
     bool Redo();
-    bool CanUndo() const; // not inside of a step
+    bool CanUndo() const; // neither inside of a step nor while restoring
     bool CanRedo() const;
 
     // Of the step that Undo or Redo would take next; empty when there is none.
@@ -68,7 +71,11 @@ public:
     void SetMaxSteps(std::size_t iSteps);
     void SetMaxBytes(std::size_t iBytes);
     std::size_t GetStepCount() const; // undo side and redo side
-    std::size_t GetBytesHeld() const; // by both sides and the open step: the states' NdoGetSize
+
+    // By both sides and the open step, in which it is linear: the states' NdoGetSize, and kBytesOfRecord for each
+    // object in a step.
+    std::size_t GetBytesHeld() const;
+    static constexpr std::size_t kBytesOfRecord = 64;
 
     // Null when no object with this id exists now. Constant time.
     Ndo_Object* LookupObject(Ndo_ObjectID iID) const;

@@ -23,7 +23,7 @@ public:
     Ndo_State(const Ndo_State&) = delete;
     Ndo_State& operator=(const Ndo_State&) = delete;
 
-    // Bytes of memory held, near enough for a bound on the history.
+    // Bytes of memory held, near enough for a bound on the history. Must not throw.
     virtual std::size_t NdoGetSize() const = 0;
 
     // Called once when the step has ended, if the object still exists: the state may give up what is the same in the
@@ -38,8 +38,8 @@ protected:
 // The base of everything that can be undone.
 //
 // An edit calls NdoAboutToModify just before its first real change. Copying, moving and assigning never call it, and
-// never hand on a registration: a copy is not undoable, and assignment keeps what the target is. Assigning to an object
-// that the history knows, without a state saved in the same step, is reported and drops the history.
+// never hand on a registration: a copy is not undoable, and assignment keeps what the target is. Assigning to or moving
+// from an object that the history knows, without a state saved in the same step, is reported and drops the history.
 // Threads: editing.
 class MFND_EXPORT Ndo_Object
 {
@@ -50,8 +50,8 @@ public:
         kUndoable = 1     // registered with Ndo_gManager until it is destroyed
     };
 
-    // A registered object that the history knows is deleted with NdoDelete, not destroyed; destroying it anyway drops
-    // the history.
+    // A registered object that the history knows, or that owns undoable parts, is deleted with NdoDelete, not
+    // destroyed; destroying one that the history knows drops it.
     virtual ~Ndo_Object();
 
     // Inside a step keeps the object's state and id and destroys the object; undo makes it again. Outside of a step,
@@ -70,8 +70,8 @@ public:
     // object must then still take another state.
     virtual void NdoRestoreState(Ndo_State* iStateP) = 0;
 
-    // Called last, on every object that an undo, a redo or a cancelled step restored, when all of them are. What it
-    // throws is reported and ignored.
+    // Called last, on every object that an undo, a redo or a cancelled step restored, when all of them are. For what
+    // follows from the contents: what a state holds must not change here. What it throws is reported and ignored.
     virtual void NdoCleanup();
 
     bool NdoIsUndoable() const { return mNdoID != kNdo_InvalidID; }
@@ -80,9 +80,16 @@ public:
 protected:
     explicit Ndo_Object(EUndoFlag iUndoFlag); // throws std::bad_alloc
     Ndo_Object(const Ndo_Object&) noexcept {}
+    Ndo_Object(Ndo_Object&& ioOther) noexcept { ioOther.NdoChangesWithoutState(); }
     Ndo_Object& operator=(const Ndo_Object&) noexcept
     {
         NdoChangesWithoutState();
+        return *this;
+    }
+    Ndo_Object& operator=(Ndo_Object&& ioOther) noexcept
+    {
+        NdoChangesWithoutState();
+        ioOther.NdoChangesWithoutState();
         return *this;
     }
 

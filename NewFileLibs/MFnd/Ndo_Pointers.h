@@ -91,8 +91,10 @@ public:
     T* Release() noexcept { return std::exchange(mObject, {}).Get(); }
     void Reset(T* iObjectP = nullptr) noexcept
     {
-        if (iObjectP != Get())
-            std::exchange(mObject, Ndo_TrackedPtr<T>(iObjectP)).NdoDelete();
+        Ndo_TrackedPtr<T> object(iObjectP);
+        // An object may lie where one that is gone has lain.
+        if (object != mObject || object.GetID() != mObject.GetID())
+            std::exchange(mObject, object).NdoDelete();
     }
 
     // For NdoRestoreState: owns what the state refers to. What was owned before belongs to the history.

@@ -21,8 +21,9 @@ class Ndo_SavedVector
 public:
     explicit Ndo_SavedVector(const std::vector<T>& iContents) : mElements(iContents) {}
 
-    // iNow: the vector as the step left it. iIsSame(saved, now): whether nothing at all tells the two elements apart; a
-    // false no costs memory, a false yes loses an edit. Linear in the vector. Without memory, stays whole.
+    // iNow: the vector as the step left it. iIsSame(saved, now), which must not throw: whether nothing at all tells the
+    // two elements apart; a false no costs memory, a false yes loses an edit. Linear in the vector. Without memory,
+    // stays whole.
     template <class IsSame>
     void Shrink(const std::vector<T>& iNow, IsSame iIsSame) noexcept
     {

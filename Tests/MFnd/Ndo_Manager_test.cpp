@@ -160,18 +160,19 @@ TEST_F(Ndo_History, HistoryCostsWhatWasEditedAndStaysInItsBounds)
 {
     List& list = *new List;
     list.mNumbers.resize(20);
+    constexpr std::size_t kBytesOfStep = Ndo_Manager::kBytesOfRecord + 1;
     const auto stepsAfterAnEdit = [&]
     {
         Ndo_Step step("Edit");
         ++list.Edit().mNumbers[10];
-        EXPECT_EQ(Ndo_gManager.GetBytesHeld(), Ndo_gManager.GetStepCount() + 20);
+        EXPECT_EQ(Ndo_gManager.GetBytesHeld(), Ndo_gManager.GetStepCount() * kBytesOfStep + kBytesOfStep + 19);
         EXPECT_TRUE(step.Commit());
-        EXPECT_EQ(Ndo_gManager.GetBytesHeld(), Ndo_gManager.GetStepCount());
+        EXPECT_EQ(Ndo_gManager.GetBytesHeld(), Ndo_gManager.GetStepCount() * kBytesOfStep);
         return Ndo_gManager.GetStepCount();
     };
     for (std::size_t steps = 1; steps <= 5; ++steps)
         EXPECT_EQ(stepsAfterAnEdit(), steps);
-    Ndo_gManager.SetMaxBytes(4);
+    Ndo_gManager.SetMaxBytes(4 * kBytesOfStep);
     EXPECT_EQ(stepsAfterAnEdit(), 4u);
     Ndo_gManager.SetMaxSteps(2);
     EXPECT_EQ(stepsAfterAnEdit(), 2u);
