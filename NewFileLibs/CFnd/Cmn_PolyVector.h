@@ -42,6 +42,9 @@ public:
     void push_back(T&& iElement) { mElements.push_back(std::move(iElement)); }
     // iElements: none of this vector's own.
     void append(std::span<const T> iElements) { mElements.insert(mElements.end(), iElements.begin(), iElements.end()); }
+    // Before iPlace; returns where the element is.
+    iterator insert(const_iterator iPlace, T iElement) { return mElements.insert(iPlace, std::move(iElement)); }
+    iterator erase(const_iterator iPlace) { return mElements.erase(iPlace); }
     void pop_back() { mElements.pop_back(); }
     void clear() { mElements.clear(); }
 

@@ -3,6 +3,7 @@
 #include "MFnd/Time_Typed.h"
 #include "Mdid/Mdid_Export.h"
 
+#include <array>
 #include <cstdint>
 #include <cstring>
 
@@ -144,6 +145,9 @@ public:
     // sort with Mdie_TimedEvent::PlaybackOrdering instead.
     bool operator<(const Mdid_Event& iOther) const;
     bool operator>=(const Mdid_Event& iOther) const { return !(*this < iOther); }
+
+    // All that is stored is the same, in every bit: stricter than ==, for events of all types.
+    bool IsIdenticalTo(const Mdid_Event& iOther) const { return GetWords() == iOther.GetWords(); }
 
     // Around raw memory images of arrays of events: nothing needs to be done before an image is taken; an event is
     // reset to null before an image is laid over it.
@@ -287,6 +291,14 @@ private:
     struct Keys;
 
     static void ReportUnknownType();
+
+    // What no type uses is zero from construction on.
+    std::array<std::uint64_t, 3> GetWords() const
+    {
+        std::array<std::uint64_t, 3> words;
+        std::memcpy(words.data(), &mU, sizeof words);
+        return words;
+    }
 
     void AddBlockReference() const;
     void DropBlock() const;

@@ -185,6 +185,16 @@ bool HasNoKeyButIndex(Mdie_SubStream::EStreamType iStreamType)
     return iStreamType == Mdie_SubStream::kOrdinary || iStreamType == Mdie_SubStream::kOfNote;
 }
 
+// A kind with one lane a channel has subtype 0: lanes with others could not be told apart in a list, but would be in a
+// stream.
+int MeaningfulSubType(const Mdie_SubStreamDataType& iDataType, int iSubType)
+{
+    const int kind = iDataType.GetDataType();
+    const bool hasOneLane = kind == Mdie_SubStreamDataType::kPitchBend || kind == Mdie_SubStreamDataType::kProgram ||
+                            kind == Mdie_SubStreamDataType::kMonoPressure;
+    return hasOneLane ? 0 : iSubType;
+}
+
 } // namespace
 
 Mdie_SubStreamDataType::~Mdie_SubStreamDataType() = default;
@@ -204,7 +214,7 @@ Mdie_SubStream::Mdie_SubStream() : mDataTypeP(&InstanceOf(ENumber::kNull)) {}
 
 Mdie_SubStream::Mdie_SubStream(const Mdie_SubStreamDataType& iDataType, int iSubType)
     : mDataTypeP(&iDataType),
-      mSubType(iSubType)
+      mSubType(MeaningfulSubType(iDataType, iSubType))
 {
 }
 
@@ -405,7 +415,7 @@ void Mdie_SubStream::StreamIn(Sys_TypedInStream& ioStream, bool iGroupHeadAllowe
     if (!isValid && (streamType != kGroupHead || subType != 0))
         Mdid_ThrowMessage(201); // "bad subtype encountered"
     mDataTypeP = dataTypeP;
-    mSubType = subType;
+    mSubType = MeaningfulSubType(*dataTypeP, subType);
     mStreamType = streamType;
     header.SkipTheRest();
 }

@@ -73,6 +73,7 @@ public:
 
     // Null kind, subtype 0, ordinary, channel 0, pitch and velocity -1, time zero. The others start from this.
     Mdie_SubStream();
+    // iSubType: a controller or a pitch; 0 whatever it is for the kinds of one lane a channel.
     explicit Mdie_SubStream(const Mdie_SubStreamDataType& iDataType, int iSubType = 0);
 
     // The lane that a channel event belongs to, on its channel. An event of another kind, and a controller outside of

@@ -28,6 +28,26 @@ std::size_t CheckedCount(std::int32_t iCount)
     return static_cast<std::size_t>(iCount);
 }
 
+template <class Events>
+void ReadEvents(Events& oEvents, Sys_TypedInStream& ioStream)
+{
+    oEvents.clear();
+    Sys_StdStreamHeaderReader header(ioStream, kTag);
+    header.CheckVersion(1, kVersion);
+    const std::size_t count = CheckedCount(ioStream.Read<std::int32_t>());
+    oEvents.reserve(std::min(count, static_cast<std::size_t>(ioStream.GetBytesLeft() / kMinEntrySize)));
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        Time_Typed time;
+        if (!Time_TypedDefs::SetFromRawSavedData(ioStream.Read<std::int64_t>(), time))
+            Mdid_ThrowMessage(100); // "bad data encountered"
+        Mdid_Event event;
+        event.StreamIn(ioStream);
+        oEvents.push_back(Mdie_TimedEvent(time, std::move(event)));
+    }
+    header.SkipTheRest();
+}
+
 } // namespace
 
 bool Mdie_TimedEvent::IsNoteWithDurationEvent() const
@@ -74,11 +94,11 @@ Time_Typed Mdie_TimedEventList::GetLatestNoteOff() const
 // "MdTEL", version 1:
 //   int32  N
 //   N times:  int64 time (Time_TypedDefs::GetRawDataForSave), event record (Mdid_Event::StreamOut)
-void Mdie_TimedEventList::StreamOut(Sys_TypedOutStream& ioStream) const
+void Mdie_TimedEventList::StreamOut(std::span<const Mdie_TimedEvent> iEvents, Sys_TypedOutStream& ioStream)
 {
     Sys_StdStreamHeaderWriter header(ioStream, kTag, kVersion);
-    ioStream.Write(static_cast<std::int32_t>(size()));
-    for (const Mdie_TimedEvent& event : *this)
+    ioStream.Write(static_cast<std::int32_t>(iEvents.size()));
+    for (const Mdie_TimedEvent& event : iEvents)
     {
         ioStream.Write(Time_TypedDefs::GetRawDataForSave(event.GetTime()));
         event.GetEvent().StreamOut(ioStream);
@@ -86,23 +106,19 @@ void Mdie_TimedEventList::StreamOut(Sys_TypedOutStream& ioStream) const
     header.PatchSize();
 }
 
+void Mdie_TimedEventList::StreamOut(Sys_TypedOutStream& ioStream) const
+{
+    StreamOut({data(), size()}, ioStream);
+}
+
+void Mdie_TimedEventList::StreamIn(std::vector<Mdie_TimedEvent>& oEvents, Sys_TypedInStream& ioStream)
+{
+    ReadEvents(oEvents, ioStream);
+}
+
 void Mdie_TimedEventList::StreamIn(Sys_TypedInStream& ioStream)
 {
-    clear();
-    Sys_StdStreamHeaderReader header(ioStream, kTag);
-    header.CheckVersion(1, kVersion);
-    const std::size_t count = CheckedCount(ioStream.Read<std::int32_t>());
-    reserve(std::min(count, static_cast<std::size_t>(ioStream.GetBytesLeft() / kMinEntrySize)));
-    for (std::size_t i = 0; i < count; ++i)
-    {
-        Time_Typed time;
-        if (!Time_TypedDefs::SetFromRawSavedData(ioStream.Read<std::int64_t>(), time))
-            Mdid_ThrowMessage(100); // "bad data encountered"
-        Mdid_Event event;
-        event.StreamIn(ioStream);
-        push_back(Mdie_TimedEvent(time, std::move(event)));
-    }
-    header.SkipTheRest();
+    ReadEvents(*this, ioStream);
 }
 
 bool Mdie_Chord::InChord(const Mdie_TimedEvent& iEvent) const

@@ -4,7 +4,9 @@
 #include "MFnd/Time_Typed.h"
 #include "Mdid/Mdid_Event.h"
 
+#include <span>
 #include <utility>
+#include <vector>
 
 // Where an event came from: two numbers that belong to whoever fills them; the library only copies them.
 struct Mdie_SourceStamp
@@ -44,6 +46,13 @@ public:
     // By time, then as Mdid_Event::operator< has it: no strict weak ordering for all types.
     bool operator<(const Mdie_TimedEvent& iOther) const;
 
+    // Nothing at all tells the two apart: stricter than ==, the kind of the time and the stamp count.
+    bool IsIdenticalTo(const Mdie_TimedEvent& iOther) const
+    {
+        return mTime.GetPacked().GetRaw() == iOther.mTime.GetPacked().GetRaw() && mEvent.IsIdenticalTo(iOther.mEvent) &&
+               mSourceStamp == iOther.mSourceStamp;
+    }
+
     // The order in which events are sent: by time, then by playback priority.
     static bool PlaybackOrdering(const Mdie_TimedEvent& iA, const Mdie_TimedEvent& iB);
 
@@ -70,6 +79,10 @@ public:
     // Replaces the list. Throws Sys_StreamException, std::runtime_error with message 100 for a time of no known kind,
     // std::length_error for a negative count, std::bad_alloc; the list then holds what was read before.
     void StreamIn(Sys_TypedInStream& ioStream);
+
+    // The same record for events that are kept elsewhere.
+    static void StreamOut(std::span<const Mdie_TimedEvent> iEvents, Sys_TypedOutStream& ioStream);
+    static void StreamIn(std::vector<Mdie_TimedEvent>& oEvents, Sys_TypedInStream& ioStream);
 };
 
 // The notes that sound as one chord, gathered in order of time.

@@ -1,0 +1,3 @@
+#include "Mdid/Mdid_ExtendedEventIterator.h"
+
+Mdid_ExtendedEventIterator::~Mdid_ExtendedEventIterator() = default;

@@ -1,0 +1,3 @@
+#include "Mdid/Mdid_IRTProperties.h"
+
+Mdid_IRTProperties::~Mdid_IRTProperties() = default;

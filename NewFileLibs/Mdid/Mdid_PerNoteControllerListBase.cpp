@@ -1,0 +1,3 @@
+#include "Mdid/Mdid_PerNoteControllerListBase.h"
+
+Mdid_PerNoteControllerListBase::~Mdid_PerNoteControllerListBase() = default;

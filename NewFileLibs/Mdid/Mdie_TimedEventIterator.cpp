@@ -1,0 +1,3 @@
+#include "Mdid/Mdie_TimedEventIterator.h"
+
+Mdie_TimedEventIterator::~Mdie_TimedEventIterator() = default;
