@@ -1,0 +1,524 @@
+#include "Mdid/Mdid_NoteList.h"
+
+#include "CFnd/Cmn_Assert.h"
+#include "MFnd/Time_Convert.h"
+#include "MFnd/Time_Globals.h"
+#include "Mdid/Mdid_PerNoteControllerList.h"
+#include "Mdid/Mdid_TrimmedNotesContext.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace
+{
+
+using Note = Mdid_NoteListBase::Note;
+
+constexpr int kFirstController = 1;
+constexpr int kLastController = 119;
+
+bool IsSameNoteOn(const Note& iNote, const Mdid_NoteWithDurationBase& iEvent)
+{
+    const Mdid_NoteWithDurationBase& note = iNote.GetNote();
+    return iNote.IsNoteWithDurationExtendedEvent() && note.GetChannel() == iEvent.GetChannel() &&
+           note.GetPitch() == iEvent.GetPitch() && note.GetVelocity() == iEvent.GetVelocity();
+}
+
+template <class Less>
+void SortIfNeeded(std::vector<Note>& ioNotes, Less iLess)
+{
+    if (!std::ranges::is_sorted(ioNotes, iLess))
+        std::ranges::stable_sort(ioNotes, iLess);
+}
+
+bool HavePerNoteControllers(const std::vector<Note>& iNotes)
+{
+    return std::ranges::any_of(iNotes, &Note::HasPerNoteControllers);
+}
+
+bool AreIdentical(const Note& iA, const Note& iB)
+{
+    return iA.IsIdenticalTo(iB);
+}
+
+} // namespace
+
+Mdid_NoteListBase::Mdid_NoteListBase(EUndoFlag iUndoFlag, bool iSnapToCoarseTicks)
+    : Ndo_Object(iUndoFlag),
+      mSnapToCoarseTicks(iSnapToCoarseTicks)
+{
+}
+
+Mdid_NoteListBase::Mdid_NoteListBase(const Mdid_NoteListBase& iOther)
+    : Ndo_Object(iOther),
+      mSnapToCoarseTicks(iOther.mSnapToCoarseTicks),
+      mIsMPE(iOther.mIsMPE),
+      mNotes(iOther.mNotes),
+      mLongNoteDuration(iOther.mLongNoteDuration),
+      mIsDirty(iOther.mIsDirty),
+      mLowestDirty(iOther.mLowestDirty),
+      mHighestDirty(iOther.mHighestDirty),
+      mBorrowedWhileReading(iOther.mBorrowedWhileReading)
+{
+    if (iOther.iLongNoteListP)
+        iLongNoteListP.Reset(new Mdid_NoteListBase(*iOther.iLongNoteListP));
+    CompleteReturns();
+}
+
+Mdid_NoteListBase::Mdid_NoteListBase(Mdid_NoteListBase&& ioOther) noexcept
+    : Ndo_Object(kNotUndoable),
+      mSnapToCoarseTicks(ioOther.mSnapToCoarseTicks)
+{
+    *this = std::move(ioOther);
+}
+
+Mdid_NoteListBase& Mdid_NoteListBase::operator=(const Mdid_NoteListBase& iOther)
+{
+    if (this == &iOther)
+        return *this;
+    Mdid_NoteListBase copy(iOther);
+    if (copy.iLongNoteListP && !iLongNoteListP)
+        iLongNoteListP.Reset(MakeLongNoteList());
+    return *this = std::move(copy);
+}
+
+Mdid_NoteListBase& Mdid_NoteListBase::operator=(Mdid_NoteListBase&& ioOther) noexcept
+{
+    if (this == &ioOther)
+        return *this;
+    NdoChangesWithoutState();
+    ioOther.NdoChangesWithoutState();
+    mSnapToCoarseTicks = ioOther.mSnapToCoarseTicks;
+    mIsMPE = std::exchange(ioOther.mIsMPE, false);
+    mNotes = std::exchange(ioOther.mNotes, {});
+    mLongNoteDuration = ioOther.mLongNoteDuration;
+    mIsDirty = ioOther.mIsDirty;
+    mLowestDirty = ioOther.mLowestDirty;
+    mHighestDirty = ioOther.mHighestDirty;
+    mBorrowedWhileReading = std::exchange(ioOther.mBorrowedWhileReading, {});
+    mAreLongNotesStale = ioOther.mAreLongNotesStale;
+    ioOther.ForgetReturns();
+    TakeLongNoteList(ioOther);
+    return *this;
+}
+
+// A list that is registered stays where it is: its notes move.
+void Mdid_NoteListBase::TakeLongNoteList(Mdid_NoteListBase& ioOther) noexcept
+{
+    if (!ioOther.iLongNoteListP || (!NdoIsUndoable() && !ioOther.NdoIsUndoable()))
+    {
+        iLongNoteListP.Reset(ioOther.iLongNoteListP.Release());
+        return;
+    }
+    try
+    {
+        if (!iLongNoteListP)
+            iLongNoteListP.Reset(MakeLongNoteList());
+        *iLongNoteListP = std::move(*ioOther.iLongNoteListP);
+    }
+    catch (...)
+    {
+        iLongNoteListP.Reset();
+    }
+    ioOther.iLongNoteListP.Reset();
+}
+
+Mdid_NoteListBase* Mdid_NoteListBase::MakeLongNoteList() const
+{
+    return new Mdid_NoteListBase(NdoIsUndoable() ? kUndoable : kNotUndoable, mSnapToCoarseTicks);
+}
+
+Mdid_NoteListBase::~Mdid_NoteListBase() = default;
+
+void Mdid_NoteListBase::EarliestTime(Time_Typed& ioTime) const
+{
+    if (!empty())
+        ioTime = std::min(ioTime, AttackTimeOfFirstNote());
+}
+
+bool Mdid_NoteListBase::IsNoteInList(const Mdie_TimedEvent& iEvent) const
+{
+    return iEvent.GetEvent().GetType() == Mdid_Event::kNoteWithDuration && FindNote(iEvent) != end();
+}
+
+void Mdid_NoteListBase::FindPerNoteControllersInUse(bool* ioInUse) const
+{
+    for (const Note& note : mNotes)
+    {
+        if (!note.HasPerNoteControllers())
+            continue;
+        for (const Mdid_PerNoteDataStream& lane : *note.GetPerNoteControllers())
+            if (const int index = lane.GetSubStream().GetDataTypeIndex();
+                index >= kFirstController && index <= kLastController)
+                ioInUse[index] = true;
+    }
+}
+
+Time_Typed Mdid_NoteListBase::GetEarliestReleaseTimeForNotesInRange(Time_Typed iStart, Time_Typed iEnd) const
+{
+    Time_Typed earliest = iEnd;
+    for (auto note = begin(); note != end() && note->GetTime() < iEnd; ++note)
+        if (const Time_Typed release = note->GetEndTime(); release > iStart && release < earliest)
+            earliest = release;
+    return earliest;
+}
+
+Time_Typed Mdid_NoteListBase::GetLastReleaseTimeForNotesInRange(Time_Typed iStart, Time_Typed iEnd) const
+{
+    Time_Typed last = iStart;
+    for (auto note = begin(); note != end() && note->GetTime() < iEnd; ++note)
+        if (const Time_Typed release = note->GetEndTime(); release > last && release < iEnd)
+            last = release;
+    return last;
+}
+
+Time_Typed Mdid_NoteListBase::GetLatestReleaseTimeForNotesInRange(Time_Typed iStart, Time_Typed iEnd) const
+{
+    Time_Typed latest = iStart;
+    // What starts earlier and still sounds is long.
+    const Time_Typed from = iLongNoteListP ? iStart - GetLongNoteDuration(iStart.GetType()) : iStart;
+    for (auto note = LowerBound(from); note != end() && note->GetTime() < iEnd; ++note)
+        latest = std::max(latest, note->GetEndTime());
+    // Kept: the long-note list has none of its own, so that it is asked from iStart on.
+    return iLongNoteListP ? std::max(latest, iLongNoteListP->GetLatestReleaseTimeForNotesInRange(iStart, iEnd))
+                          : latest;
+}
+
+void Mdid_NoteListBase::SetIsMPE(bool iIsMPE)
+{
+    if (mIsMPE == iIsMPE)
+        return;
+    NdoAboutToModify();
+    mIsMPE = iIsMPE;
+}
+
+bool Mdid_NoteListBase::SnapsNow() const
+{
+    // Kept: the kind of the times takes no part.
+    return mSnapToCoarseTicks && TickTimesMatter::Active();
+}
+
+Time_Typed Mdid_NoteListBase::QuantizeTimeConditional(const Time_Typed& iTime) const
+{
+    return SnapsNow() ? Time_Convert::SnapToCoarseInternalTick(iTime) : iTime;
+}
+
+Time_TypedLength Mdid_NoteListBase::GetLongNoteDuration(Time_EType iKind) const
+{
+    return mLongNoteDuration[static_cast<std::size_t>(iKind)];
+}
+
+Mdid_NoteListBase::const_iterator Mdid_NoteListBase::LowerBound(Time_Typed iTime) const
+{
+    return std::ranges::lower_bound(mNotes, iTime, {}, &Note::GetTime);
+}
+
+std::pair<Mdid_NoteListBase::const_iterator, Mdid_NoteListBase::const_iterator>
+Mdid_NoteListBase::FindRange(Time_Typed iStart, Time_Typed iEnd) const
+{
+    const auto first = LowerBound(iStart);
+    return {first, std::max(first, LowerBound(iEnd))};
+}
+
+Mdid_NoteListBase::const_iterator Mdid_NoteListBase::FindNote(const Mdie_TimedEvent& iEvent) const
+{
+    const Time_Typed time = iEvent.GetTime();
+    const auto& event = iEvent.GetEvent().As<Mdid_NoteWithDurationBase>();
+    for (auto note = LowerBound(time); note != end() && note->GetTime() == time; ++note)
+        if (IsSameNoteOn(*note, event))
+            return note;
+    return end();
+}
+
+bool Mdid_NoteListBase::PlaceLess(const Note& iA, const Note& iB)
+{
+    if (iA.GetTime() != iB.GetTime())
+        return iA.GetTime() < iB.GetTime();
+    const auto typeA = iA.GetEvent().GetType();
+    const auto typeB = iB.GetEvent().GetType();
+    if (typeA != typeB)
+        return typeA < typeB;
+    return typeA == Mdid_Event::kNoteWithDuration && iA.GetEvent() < iB.GetEvent();
+}
+
+bool Mdid_NoteListBase::IsLong(const Note& iNote) const
+{
+    const Time_TypedLength duration = iNote.GetDuration();
+    return duration >= GetLongNoteDuration(duration.GetType());
+}
+
+bool Mdid_NoteListBase::IsFiltering() const
+{
+    return mTrimmedNotesContextP && !mTrimmedNotesContextP->FilterNoteIsNoOp();
+}
+
+Mdid_NoteListBase::Notes Mdid_NoteListBase::FilteredCopy(const_iterator iFirst, const_iterator iLast) const
+{
+    Notes notes(iFirst, iLast);
+    if (IsFiltering())
+        for (Note& note : notes)
+            mTrimmedNotesContextP->FilterNote(note);
+    return notes;
+}
+
+void Mdid_NoteListBase::ReplaceData(const Mdid_NoteListBase* iOther)
+{
+    if (!iOther || iOther == this)
+        return;
+    Notes notes = iOther->mNotes;
+    NdoAboutToModify();
+    ForgetReturns();
+    mSnapToCoarseTicks = iOther->mSnapToCoarseTicks;
+    mIsMPE = iOther->mIsMPE;
+    mNotes = std::move(notes);
+    SortIfNeeded(mNotes, PlaceLess);
+    RegenerateLongNoteList();
+}
+
+Mdid_NoteListBase::const_iterator Mdid_NoteListBase::AddNote(Note iNote)
+{
+    CompleteReturns();
+    NdoAboutToModify();
+    if (mTrimmedNotesContextP)
+        mTrimmedNotesContextP->FilterNote(iNote);
+    const bool hasPerNoteControllers = iNote.HasPerNoteControllers();
+
+    const bool isLast = mNotes.empty() || !NoteLess()(iNote, mNotes.back());
+    const auto place = isLast ? mNotes.end() : std::ranges::upper_bound(mNotes, iNote, NoteLess());
+    const auto added = mNotes.insert(place, std::move(iNote));
+    if (iLongNoteListP && IsLong(*added))
+    {
+        try
+        {
+            iLongNoteListP->AddNote(*added);
+        }
+        catch (...)
+        {
+            mNotes.erase(added);
+            throw;
+        }
+    }
+    mIsMPE = mIsMPE || hasPerNoteControllers;
+    return added;
+}
+
+void Mdid_NoteListBase::EraseNote(const Mdie_TimedEvent& iEvent)
+{
+    CompleteReturns();
+    if (!iEvent.IsNoteWithDurationEvent())
+        return;
+    const auto note = FindNote(iEvent);
+    if (note == end())
+        return;
+    if (iLongNoteListP && IsLong(*note))
+        iLongNoteListP->EraseCopyOf(*note);
+    NdoAboutToModify();
+    mNotes.erase(note);
+}
+
+// Of several equal note-ons the very one.
+void Mdid_NoteListBase::EraseCopyOf(const Note& iNote)
+{
+    for (auto note = LowerBound(iNote.GetTime()); note != end() && note->GetTime() == iNote.GetTime(); ++note)
+        if (note->IsIdenticalTo(iNote))
+        {
+            NdoAboutToModify();
+            mNotes.erase(note);
+            return;
+        }
+}
+
+void Mdid_NoteListBase::EraseTimeRange(Time_Typed iStart, Time_Typed iEnd)
+{
+    CompleteReturns();
+    const auto [first, last] = FindRange(iStart, iEnd);
+    if (first == last)
+        return;
+    NdoAboutToModify();
+    if (iLongNoteListP)
+        iLongNoteListP->EraseTimeRange(iStart, iEnd);
+    mNotes.erase(first, last);
+}
+
+void Mdid_NoteListBase::Erase(const Mdid_NoteListBase* iOther)
+{
+    if (!iOther)
+        return;
+    CompleteReturns();
+    const auto isInOther = [this, iOther](const Note& iNote)
+    { return iOther == this || std::ranges::binary_search(iOther->mNotes, iNote, PlaceLess); };
+    const auto first = std::ranges::find_if(mNotes, isInOther);
+    if (first == mNotes.end())
+        return;
+    NdoAboutToModify();
+    mNotes.erase(std::remove_if(first, mNotes.end(), isInOther), mNotes.end());
+    RegenerateLongNoteList();
+}
+
+void Mdid_NoteListBase::Merge(const Mdid_NoteListBase* iOther)
+{
+    if (!iOther || iOther->empty())
+        return;
+    CompleteReturns();
+    Notes incoming = FilteredCopy(iOther->begin(), iOther->end());
+    SortIfNeeded(incoming, NoteLess());
+    NdoAboutToModify();
+    const bool isMPE = mIsMPE || HavePerNoteControllers(incoming);
+    const auto firstAffected =
+        std::distance(mNotes.begin(), std::ranges::lower_bound(mNotes, incoming.front(), NoteLess()));
+    const auto firstMerged =
+        mNotes.insert(mNotes.end(), std::make_move_iterator(incoming.begin()), std::make_move_iterator(incoming.end()));
+    std::inplace_merge(mNotes.begin() + firstAffected, firstMerged, mNotes.end(), NoteLess());
+    mIsMPE = isMPE;
+    MergeLongNotes(*iOther);
+}
+
+void Mdid_NoteListBase::MergeLongNotes(const Mdid_NoteListBase& iOther)
+{
+    const bool areAlikeLong = iLongNoteListP && iOther.iLongNoteListP && mLongNoteDuration == iOther.mLongNoteDuration;
+    if (areAlikeLong && !IsFiltering())
+        iLongNoteListP->Merge(iOther.iLongNoteListP.Get());
+    else
+        RegenerateLongNoteList();
+}
+
+void Mdid_NoteListBase::CopyTimeRange(Mdid_NoteListBase* oCopyDestP, Time_Typed iStart, Time_Typed iEnd) const
+{
+    if (!CMN_VERIFY(oCopyDestP != nullptr))
+        throw Cmn_AssertException("oCopyDestP != nullptr");
+    const auto [first, last] = FindRange(iStart, iEnd);
+    Notes notes = oCopyDestP->FilteredCopy(first, last);
+    if (notes.empty() && oCopyDestP->empty() && !oCopyDestP->mIsMPE)
+        return;
+    oCopyDestP->NdoAboutToModify();
+    oCopyDestP->ForgetReturns();
+    oCopyDestP->mIsMPE = HavePerNoteControllers(notes);
+    oCopyDestP->mNotes = std::move(notes);
+    oCopyDestP->RegenerateLongNoteList();
+}
+
+void Mdid_NoteListBase::Clear()
+{
+    if (!empty() || mIsMPE)
+        NdoAboutToModify();
+    ForgetReturns();
+    mNotes.clear();
+    mIsMPE = false;
+    if (iLongNoteListP)
+        iLongNoteListP->Clear();
+}
+
+void Mdid_NoteListBase::OffsetTimes(Time_TypedLength iDelta)
+{
+    CompleteReturns();
+    if (empty() || iDelta.AsInt64() == 0)
+        return;
+    NdoAboutToModify();
+    for (Note& note : mNotes)
+        note.SetTime(note.GetTime() + iDelta);
+    SortIfNeeded(mNotes, NoteLess());
+    if (iLongNoteListP)
+        iLongNoteListP->OffsetTimes(iDelta);
+}
+
+void Mdid_NoteListBase::OffsetStarts(Time_TypedLength iDelta)
+{
+    CompleteReturns();
+    if (empty() || (iDelta.AsInt64() == 0 && !SnapsNow()))
+        return;
+    NdoAboutToModify();
+    for (Note& note : mNotes)
+    {
+        const Time_Typed end = note.GetEndTime();
+        note.SetTime(QuantizeTimeConditional(note.GetTime() + iDelta));
+        note.GetNote().SetDuration(end - note.GetTime());
+    }
+    SortIfNeeded(mNotes, NoteLess());
+    RegenerateLongNoteList();
+}
+
+void Mdid_NoteListBase::OffsetDurations(Time_TypedLength iDelta)
+{
+    CompleteReturns();
+    if (empty() || iDelta.AsInt64() == 0)
+        return;
+    NdoAboutToModify();
+    for (Note& note : mNotes)
+        note.GetNote().SetDuration(note.GetNote().GetDuration() + iDelta);
+    SortIfNeeded(mNotes, NoteLess());
+    RegenerateLongNoteList();
+}
+
+void Mdid_NoteListBase::OffsetPitches(Time_TypedLength iDelta)
+{
+    CompleteReturns();
+    // Kept: the sense is inverted and the size does not count.
+    const bool isDown = iDelta.AsInt64() > 0;
+    const auto isAtEnd = [isDown](const Note& iNote)
+    { return isDown ? iNote.GetPitch() <= 0 : iNote.GetPitch() == 127; };
+    if (empty() || std::ranges::any_of(mNotes, isAtEnd))
+        return;
+    NdoAboutToModify();
+    for (Note& note : mNotes)
+        note.GetNote().SetPitch(static_cast<signed char>(note.GetPitch() + (isDown ? -1 : 1)));
+    if (iLongNoteListP)
+        iLongNoteListP->OffsetPitches(iDelta);
+}
+
+void Mdid_NoteListBase::SetLongNoteDuration(Time_TypedLength iLength)
+{
+    mLongNoteDuration[static_cast<std::size_t>(iLength.GetType())] = iLength;
+}
+
+void Mdid_NoteListBase::SetLongNoteList(Ndo_AutoPtr<Mdid_NoteListBase> iLongNoteListP, Time_TickLength iTickLength,
+                                        Time_SampleLength iSampleLength)
+{
+    if (!CMN_VERIFY(iLongNoteListP.Get() == nullptr || this->NdoIsUndoable() == iLongNoteListP->NdoIsUndoable()))
+        throw Cmn_AssertException("a long-note list that is not undoable like its owner");
+    if (iLongNoteListP.Get() != this->iLongNoteListP.Get())
+        NdoAboutToModify();
+    this->iLongNoteListP.Reset(iLongNoteListP.Release());
+    SetLongNoteDuration(iTickLength);
+    SetLongNoteDuration(iSampleLength);
+}
+
+Mdid_NoteListBase::Notes Mdid_NoteListBase::CopyLongNotes() const
+{
+    Notes notes;
+    std::ranges::copy_if(mNotes, std::back_inserter(notes), [this](const Note& iNote) { return IsLong(iNote); });
+    return notes;
+}
+
+void Mdid_NoteListBase::RegenerateLongNoteList()
+{
+    if (!iLongNoteListP)
+        return;
+    mAreLongNotesStale = true;
+    Mdid_NoteListBase& list = *iLongNoteListP;
+    Notes notes = CopyLongNotes();
+    SortIfNeeded(notes, PlaceLess);
+    const bool isMPE = HavePerNoteControllers(notes);
+    if (list.mIsMPE != isMPE || !std::ranges::equal(list.mNotes, notes, AreIdentical))
+    {
+        list.NdoAboutToModify();
+        list.mIsMPE = isMPE;
+        list.mNotes = std::move(notes);
+        list.RegenerateLongNoteList();
+    }
+    mAreLongNotesStale = false;
+}
+
+bool Mdid_NoteListBase::CheckInvariants() const
+{
+    if (!std::ranges::is_sorted(mNotes, PlaceLess))
+        return false;
+    if (!iLongNoteListP)
+        return true;
+    return iLongNoteListP->CheckInvariants() &&
+           std::ranges::is_permutation(CopyLongNotes(), iLongNoteListP->mNotes, AreIdentical);
+}
+
+bool operator==(const Mdid_NoteListBase& iA, const Mdid_NoteListBase& iB)
+{
+    return std::equal(iA.begin(), iA.end(), iB.begin(), iB.end());
+}

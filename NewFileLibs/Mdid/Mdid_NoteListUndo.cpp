@@ -1,0 +1,285 @@
+// Undo, and what leaves a note list for a while and comes back.
+
+#include "Mdid/Mdid_NoteList.h"
+
+#include "CFnd/Cmn_Assert.h"
+#include "MFnd/Ndo_SavedVector.h"
+#include "Mdid/Mdid_PerNoteControllerList.h"
+#include "Mdid/Mdid_TrimmedNotesContext.h"
+
+#include <algorithm>
+#include <functional>
+
+namespace
+{
+
+using Note = Mdid_NoteListBase::Note;
+
+bool IsBorrowed(const Note& iNote)
+{
+    return iNote.GetEvent().GetType() == Mdid_Event::kNullEvent && !iNote.IsNoteWithDurationExtendedEvent();
+}
+
+// Beyond the note itself.
+std::size_t SizeOfParts(const Note& iNote)
+{
+    std::size_t size = iNote.HasTrimExtension() ? sizeof(Mdid_TrimmedNoteExtension) : 0;
+    if (!iNote.HasPerNoteControllers())
+        return size;
+    // Other notes may share it, so that this is an upper bound.
+    size += sizeof(Mdid_PerNoteControllerList);
+    for (const Mdid_PerNoteDataStream& lane : *iNote.GetPerNoteControllers())
+        size += sizeof lane + lane.GetSegments().size() * sizeof(Mdid_ContinuousDataStreamCore::Segment);
+    return size;
+}
+
+Ndo_ObjectID IdOf(const Mdid_TrimmedNotesContext* iContextP)
+{
+    const auto* const objectP = dynamic_cast<const Ndo_Object*>(iContextP);
+    return objectP ? objectP->NdoGetID() : kNdo_InvalidID;
+}
+
+} // namespace
+
+// Flags, notes, and the ids of the long-note list and the context, which have states of their own. The thresholds are
+// for a list that was deleted.
+class Mdid_NoteListBase::NdoState : public Ndo_State
+{
+public:
+    explicit NdoState(const Mdid_NoteListBase& iList)
+        : mMaker(iList.GetMaker()),
+          mSnapToCoarseTicks(iList.mSnapToCoarseTicks),
+          mIsMPE(iList.mIsMPE),
+          mNotes(iList.mNotes),
+          mLongNoteList(iList.iLongNoteListP.Get()),
+          mTrimmedNotesContext(iList.mTrimmedNotesContextP.get_deleter().mID),
+          mLongNoteDuration(iList.mLongNoteDuration)
+    {
+    }
+
+    std::unique_ptr<Ndo_Object> NdoRecreate() const override { return mMaker(); }
+
+    std::size_t NdoGetSize() const override
+    {
+        std::size_t size = sizeof *this;
+        for (const Note& note : mNotes.GetElements())
+            size += sizeof note + SizeOfParts(note);
+        return size;
+    }
+
+    void NdoShrink(const Ndo_Object& iObject) override
+    {
+        if (const auto* const listP = dynamic_cast<const Mdid_NoteListBase*>(&iObject))
+            mNotes.Shrink(listP->mNotes, [](const Note& iA, const Note& iB) { return iA.IsIdenticalTo(iB); });
+    }
+
+    const Maker mMaker;
+    const bool mSnapToCoarseTicks;
+    const bool mIsMPE;
+    Ndo_SavedVector<Note> mNotes;
+    const Ndo_StateRef<Mdid_NoteListBase> mLongNoteList;
+    const Ndo_ObjectID mTrimmedNotesContext;
+    const std::array<Time_TypedLength, 3> mLongNoteDuration;
+};
+
+std::unique_ptr<Ndo_State> Mdid_NoteListBase::NdoGetState() const
+{
+    return std::make_unique<NdoState>(*this);
+}
+
+void Mdid_NoteListBase::NdoRestoreState(Ndo_State* iStateP)
+{
+    const auto* const state = dynamic_cast<const NdoState*>(iStateP);
+    if (!CMN_VERIFY(state != nullptr))
+        return;
+    state->mNotes.RestoreInto(mNotes);
+    ForgetReturns();
+    mSnapToCoarseTicks = state->mSnapToCoarseTicks;
+    mIsMPE = state->mIsMPE;
+    if (NdoIsBeingRecreated())
+        mLongNoteDuration = state->mLongNoteDuration;
+    if (NdoIsUndoable())
+        RestoreParts(*state);
+    else
+        RegenerateLongNoteList(); // its parts have no ids either, and stay
+}
+
+void Mdid_NoteListBase::RestoreParts(const NdoState& iState)
+{
+    iLongNoteListP.Restore(iState.mLongNoteList);
+    if (mTrimmedNotesContextP.get_deleter().mID == iState.mTrimmedNotesContext)
+        return;
+    // The context that was here belongs to the history, when it has an id.
+    if (mTrimmedNotesContextP.get_deleter().mID != kNdo_InvalidID)
+        static_cast<void>(mTrimmedNotesContextP.release());
+    auto* const objectP = Ndo_gManager.LookupObject(iState.mTrimmedNotesContext);
+    mTrimmedNotesContextP =
+        ContextPtr(dynamic_cast<Mdid_TrimmedNotesContext*>(objectP), ContextDeleter(iState.mTrimmedNotesContext));
+}
+
+Mdid_NoteListBase::Maker Mdid_NoteListBase::GetMaker() const
+{
+    return
+        []() -> std::unique_ptr<Mdid_NoteListBase> { return std::make_unique<Mdid_NoteListBase>(kNotUndoable, false); };
+}
+
+Mdid_NoteListBase::Maker Mdid_NoteList::GetMaker() const
+{
+    return []() -> std::unique_ptr<Mdid_NoteListBase> { return std::make_unique<Mdid_NoteList>(kNotUndoable, false); };
+}
+
+void Mdid_NoteListBase::ContextDeleter::operator()(Mdid_TrimmedNotesContext* iContextP) const
+{
+    // When undo takes back the making of both, the context may be gone first: it is looked up, not followed.
+    if (mID == kNdo_InvalidID)
+        delete iContextP;
+    else if (auto* const objectP = Ndo_gManager.LookupObject(mID))
+        objectP->NdoDelete();
+}
+
+void Mdid_NoteListBase::SetTrimmedNotesContext(std::unique_ptr<Mdid_TrimmedNotesContext> iContextP)
+{
+    if (iContextP != nullptr || mTrimmedNotesContextP != nullptr)
+        NdoAboutToModify();
+    const Ndo_ObjectID id = IdOf(iContextP.get());
+    mTrimmedNotesContextP = ContextPtr(iContextP.release(), ContextDeleter(id));
+}
+
+bool Mdid_NoteListBase::RecreateTrimmedNotesContext()
+{
+    return false;
+}
+
+Mdid_BorrowedElement Mdid_NoteListBase::Borrow(const Note& iNote)
+{
+    const std::less<const Note*> isBefore;
+    const Note* const firstP = mNotes.data();
+    const bool isInList = !isBefore(&iNote, firstP) && isBefore(&iNote, firstP + mNotes.size());
+    if (!CMN_VERIFY(isInList))
+        return {};
+    NdoAboutToModify();
+    const auto position = static_cast<std::size_t>(&iNote - firstP);
+    if (mReadingScopes > 0)
+        mBorrowedWhileReading.push_back(position);
+    return {std::move(mNotes[position]), position};
+}
+
+void Mdid_NoteListBase::Return(Mdid_BorrowedElement&& ioElement)
+{
+    ReturnToken(ioElement);
+    CompleteBatch();
+}
+
+Mdid_BatchModifier<Mdid_NoteListBase> Mdid_NoteListBase::ModificationBatch()
+{
+    return {[this](Mdid_BorrowedElement& ioElement) { ReturnToken(ioElement); }, [this] { CompleteBatch(); }};
+}
+
+std::size_t Mdid_NoteListBase::FindBorrowedPlace(std::size_t iPosition) const
+{
+    if (iPosition < mNotes.size() && IsBorrowed(mNotes[iPosition]))
+        return iPosition;
+    const auto place = std::ranges::find_if(mNotes, IsBorrowed);
+    const bool isWaitedFor = iPosition != Mdid_BorrowedElement::kNoPosition && place != mNotes.end();
+    return isWaitedFor ? static_cast<std::size_t>(place - mNotes.begin()) : Mdid_BorrowedElement::kNoPosition;
+}
+
+void Mdid_NoteListBase::ReturnToken(Mdid_BorrowedElement& ioElement)
+{
+    const std::size_t position = FindBorrowedPlace(ioElement.mPosition);
+    if (!CMN_VERIFY(position != Mdid_BorrowedElement::kNoPosition))
+        return;
+    NdoAboutToModify();
+    mIsMPE = mIsMPE || ioElement.mElement.HasPerNoteControllers();
+    Note& note = mNotes[position];
+    note = std::move(ioElement.mElement);
+    const std::size_t borrowedFrom = std::exchange(ioElement.mPosition, Mdid_BorrowedElement::kNoPosition);
+    if (mReadingScopes > 0 && position == borrowedFrom)
+        return;
+
+    note.SetTime(QuantizeTimeConditional(note.GetTime()));
+    mLowestDirty = mIsDirty ? std::min(mLowestDirty, position) : position;
+    mHighestDirty = mIsDirty ? std::max(mHighestDirty, position) : position;
+    mIsDirty = true;
+}
+
+void Mdid_NoteListBase::CompleteBatch()
+{
+    if (!mIsDirty)
+        return;
+    NdoAboutToModify();
+    const auto first = mNotes.begin() + static_cast<std::ptrdiff_t>(mLowestDirty);
+    const auto last = mNotes.begin() + static_cast<std::ptrdiff_t>(mHighestDirty) + 1;
+    std::stable_sort(first, last, NoteLess());
+    std::inplace_merge(mNotes.begin(), first, last, NoteLess());
+    std::inplace_merge(mNotes.begin(), last, mNotes.end(), NoteLess());
+    mIsDirty = false;
+    RegenerateLongNoteList();
+}
+
+void Mdid_NoteListBase::CompleteReading()
+{
+    if (mBorrowedWhileReading.empty())
+        return;
+    NdoAboutToModify();
+    bool hasMoved = false;
+    for (const std::size_t position : mBorrowedWhileReading)
+    {
+        Note& note = mNotes[position];
+        const Time_Typed time = QuantizeTimeConditional(note.GetTime());
+        hasMoved = hasMoved || time != note.GetTime();
+        note.SetTime(time);
+    }
+    if (hasMoved)
+        std::ranges::stable_sort(mNotes, PlaceLess);
+    mBorrowedWhileReading.clear();
+    RegenerateLongNoteList();
+}
+
+// Before every edit that moves notes: returned ones are known by their positions.
+void Mdid_NoteListBase::CompleteReturns()
+{
+    CompleteBatch();
+    CompleteReading();
+    if (mAreLongNotesStale)
+        RegenerateLongNoteList();
+}
+
+// All notes have been replaced.
+void Mdid_NoteListBase::ForgetReturns()
+{
+    mIsDirty = false;
+    mBorrowedWhileReading.clear();
+    mAreLongNotesStale = false;
+}
+
+Mdid_NoteListBase::ReadingScope::ReadingScope(Mdid_NoteListBase& ioList) : mList(ioList)
+{
+    if (!std::ranges::is_sorted(mList.mNotes, {}, &Note::GetTime))
+    {
+        // Only a damaged stream gives such a list. Lanes would miss their notes in it.
+        mList.NdoAboutToModify();
+        std::ranges::stable_sort(mList.mNotes, {}, &Note::GetTime);
+        mList.RegenerateLongNoteList();
+    }
+    ++mList.mReadingScopes;
+}
+
+void Mdid_NoteListBase::ReadingScope::Complete()
+{
+    if (std::exchange(mIsOpen, false) && --mList.mReadingScopes == 0)
+        mList.CompleteReading();
+}
+
+Mdid_NoteListBase::ReadingScope::~ReadingScope()
+{
+    try
+    {
+        Complete();
+    }
+    catch (...)
+    {
+        // Without memory for the long notes the next edit of the list completes what is missing.
+        return;
+    }
+}
