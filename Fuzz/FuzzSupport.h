@@ -2,12 +2,17 @@
 
 #include "CFnd/Cmn_Assert.h"
 #include "CFnd/Cmn_InStream.h"
+#include "CFnd/Cmn_OutStream.h"
+#include "CFnd/Sys_TypedStream.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <iostream>
+#include <new>
+#include <stdexcept>
 #include <string_view>
+#include <vector>
 
 // A broken property is a finding like a crash.
 inline void Require(bool iCondition, const char* iWhat)
@@ -60,3 +65,35 @@ public:
 private:
     std::uint64_t mHash = 0xCBF29CE484222325u;
 };
+
+// Runs a reader: false when it ends in one of the documented errors. Everything else is a finding.
+template <class Reader>
+bool ReadsWell(Reader iReader)
+{
+    try
+    {
+        iReader();
+        return true;
+    }
+    catch (const std::runtime_error&) // a Sys_StreamException among them
+    {
+    }
+    catch (const std::length_error&)
+    {
+    }
+    catch (const std::bad_alloc&)
+    {
+    }
+    return false;
+}
+
+// What iWriter(typed stream) writes.
+template <class Writer>
+std::vector<unsigned char> BytesOf(Writer iWriter)
+{
+    Sys_MemoryOutStream stream;
+    Sys_TypedOutStream typed(stream);
+    iWriter(typed);
+    const auto bytes = stream.GetBytes();
+    return {bytes.begin(), bytes.end()};
+}

@@ -6,8 +6,6 @@
 #include "CFnd/Sys_StdStreamHeader.h"
 #include "Mdid/Mdie_TimedEvent.h"
 
-#include <new>
-#include <stdexcept>
 #include <vector>
 
 namespace
@@ -15,31 +13,13 @@ namespace
 
 bool Read(Cmn_InStream& ioStream, Mdie_TimedEventList& oList)
 {
-    try
-    {
-        Sys_TypedInStream typed(ioStream);
-        oList.StreamIn(typed);
-        return true;
-    }
-    catch (const std::runtime_error&) // a Sys_StreamException among them
-    {
-    }
-    catch (const std::length_error&)
-    {
-    }
-    catch (const std::bad_alloc&)
-    {
-    }
-    return false;
+    Sys_TypedInStream typed(ioStream);
+    return ReadsWell([&] { oList.StreamIn(typed); });
 }
 
 std::vector<unsigned char> Write(const Mdie_TimedEventList& iList)
 {
-    Sys_MemoryOutStream stream;
-    Sys_TypedOutStream typed(stream);
-    iList.StreamOut(typed);
-    const auto bytes = stream.GetBytes();
-    return {bytes.begin(), bytes.end()};
+    return BytesOf([&](Sys_TypedOutStream& ioTyped) { iList.StreamOut(ioTyped); });
 }
 
 } // namespace
