@@ -1,5 +1,6 @@
 #include "RatioReporter.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <map>
 
@@ -24,6 +25,28 @@ std::map<std::string, double>& MediansByName()
     return medians;
 }
 
+constexpr char kMeasured[] = "measured";
+
+std::vector<Claim>& Bounds()
+{
+    static std::vector<Claim> bounds;
+    return bounds;
+}
+
+std::map<std::string, double>& MeasuredByName()
+{
+    static std::map<std::string, double> measured;
+    return measured;
+}
+
+void PrintBound(const Claim& iBound)
+{
+    const auto found = MeasuredByName().find(iBound.mName);
+    if (found != MeasuredByName().end())
+        std::printf("%-66s %8.2f %8.2f%s\n", iBound.mName.c_str(), found->second, iBound.mLimit,
+                    found->second <= iBound.mLimit ? "" : "  OVER");
+}
+
 } // namespace
 
 Ratio::Ratio(const std::string& iName, double iLimit, Function* iOurs, Function* iFloor)
@@ -33,24 +56,39 @@ Ratio::Ratio(const std::string& iName, double iLimit, Function* iOurs, Function*
     benchmark::RegisterBenchmark((iName + "/floor").c_str(), iFloor)->Unit(benchmark::kMillisecond);
 }
 
+Bound::Bound(const std::string& iName, double iLimit, Function* iMeasure)
+{
+    Bounds().push_back({iName, iLimit});
+    const auto measure = [iMeasure](benchmark::State& ioState)
+    {
+        for (auto _ : ioState)
+            ioState.counters[kMeasured] = iMeasure();
+    };
+    benchmark::RegisterBenchmark(iName.c_str(), measure)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(1);
+}
+
 void RatioReporter::ReportRuns(const std::vector<Run>& iRuns)
 {
     for (const Run& run : iRuns)
         if (run.aggregate_name == "median")
             MediansByName()[run.run_name.function_name] = run.GetAdjustedCPUTime();
+    for (const Run& run : iRuns)
+        if (const auto found = run.counters.find(kMeasured); found != run.counters.end())
+            MeasuredByName()[run.run_name.function_name] = found->second;
     ConsoleReporter::ReportRuns(iRuns);
 }
 
 void RatioReporter::Finalize()
 {
-    std::printf("\n%-36s %12s %12s %8s %8s\n", "medians", "ours, ms", "floor, ms", "ratio", "at most");
+    std::printf("\n%-40s %12s %12s %8s %8s\n", "medians", "ours, ms", "floor, ms", "ratio", "at most");
     for (const Claim& claim : Claims())
     {
         const double ours = MediansByName()[claim.mName + "/ours"];
         const double floor = MediansByName()[claim.mName + "/floor"];
         if (floor > 0)
-            std::printf("%-36s %12.3f %12.3f %8.2f %8.2f%s\n", claim.mName.c_str(), ours, floor, ours / floor,
+            std::printf("%-40s %12.3f %12.3f %8.2f %8.2f%s\n", claim.mName.c_str(), ours, floor, ours / floor,
                         claim.mLimit, ours <= claim.mLimit * floor ? "" : "  OVER");
     }
+    std::ranges::for_each(Bounds(), PrintBound);
     ConsoleReporter::Finalize();
 }

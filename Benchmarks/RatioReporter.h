@@ -16,7 +16,17 @@ public:
     Ratio(const std::string& iName, double iLimit, Function* iOurs, Function* iFloor);
 };
 
-// Prints Google Benchmark's own table, then a row for every ratio: the medians, their quotient and the limit.
+// A measured claim about something else than time: the number that a function, run once, returns is at most this.
+class Bound
+{
+public:
+    using Function = double();
+
+    Bound(const std::string& iName, double iLimit, Function* iMeasure);
+};
+
+// Prints Google Benchmark's own table, then a row for every ratio: the medians, their quotient and the limit,
+// and one for every bound.
 class RatioReporter : public benchmark::ConsoleReporter
 {
 public:
