@@ -112,17 +112,12 @@ TrackedPtr* Mdid_ContinuousDataStreamList::FindStream(const Mdie_SubStream& iSub
 
 void Mdid_ContinuousDataStreamList::InsertStream(Mdid_ContinuousDataStream* iStreamP)
 {
+    if (!iStreamP->GetSubStream().IsLane())
+        Mdid_ThrowMessage(201); // "bad subtype encountered"
     const TrackedPtr* const place = FindStream(iStreamP->GetSubStream());
     if (place != data() + size() && (*place)->GetSubStream() == iStreamP->GetSubStream())
         Mdid_ThrowMessage(101); // "bad data encountered: stream not unique"
     insert(begin() + (place - data()), iStreamP);
-}
-
-void Mdid_ContinuousDataStreamList::EraseStream(const Mdid_ContinuousDataStream* iStreamP)
-{
-    const auto found = std::ranges::find(*this, iStreamP, &TrackedPtr::Get);
-    if (found != end())
-        erase(found);
 }
 
 bool operator==(const Mdid_ContinuousDataStreamList& iLeft, const Mdid_ContinuousDataStreamList& iRight)

@@ -95,11 +95,9 @@ public:
     // Logarithmic; linear when the list holds a null.
     Ndo_TrackedPtr<Mdid_ContinuousDataStream>* FindStream(const Mdie_SubStream& iSubStream);
 
-    // Inserts in its place. A lane of an equal key: std::runtime_error with message 101, and the list is as it was.
+    // Inserts in its place. A lane of an equal key: std::runtime_error with message 101; a key that names no lane
+    // (Mdie_SubStream::IsLane): with message 201. The list is as it was then.
     void InsertStream(Mdid_ContinuousDataStream* iStreamP);
-
-    // Not owned lanes leave the list with their elements.
-    void EraseStream(const Mdid_ContinuousDataStream* iStreamP);
 };
 
 // Kept: compares the lanes of the left list with those at the same places of the right one, and nothing else: an empty

@@ -57,6 +57,13 @@ Segments MergedWithoutEqualTimes(const Segments& iFirst, const Segments& iSecond
     return merged;
 }
 
+// Shifted or snapped, times of different kinds may have changed places.
+void SortIfNeeded(std::vector<Segment>& ioSegments)
+{
+    if (!std::ranges::is_sorted(ioSegments, {}, &Segment::mTime))
+        std::ranges::stable_sort(ioSegments, {}, &Segment::mTime);
+}
+
 } // namespace
 
 Mdid_ContinuousDataStreamCore::~Mdid_ContinuousDataStreamCore() = default;
@@ -162,9 +169,7 @@ void Mdid_ContinuousDataStreamCore::MergeBlock(const_iterator iFirst, const_iter
             if (isSnapping && segment.mTime.GetType() == Time_EType::kTick)
                 segment.mTime = Time_Convert::SnapToCoarseInternalTick(segment.mTime);
         }
-        // Times of different kinds may have changed places.
-        if (!std::ranges::is_sorted(block, {}, &Segment::mTime))
-            std::ranges::stable_sort(block, {}, &Segment::mTime);
+        SortIfNeeded(block);
     }
 
     Segments merged = MergedWithoutEqualTimes(block, mSegments);
@@ -227,6 +232,7 @@ void Mdid_ContinuousDataStreamCore::OffsetTimes(Time_TypedLength iDelta)
         if (isSnapping)
             segment.mTime = Time_Convert::SnapToCoarseInternalTick(segment.mTime);
     }
+    SortIfNeeded(shifted);
     ReplaceSegments(std::move(shifted));
 }
 

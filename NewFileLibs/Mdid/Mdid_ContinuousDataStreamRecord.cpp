@@ -50,6 +50,14 @@ bool IsEmptyOrdinaryHead(const Mdid_ContinuousDataStream& iStream)
     return iStream.IsEmpty() && iStream.GetSubStream().GetSubType() == 0 && !iStream.GetSubStream().IsPerNote();
 }
 
+// Times of two kinds with one count, which the reader would take for one time.
+bool HoldsMistakableTimes(const std::vector<Segment>& iSegments)
+{
+    const auto areMistaken = [](const Segment& iA, const Segment& iB)
+    { return iA.mTime.AsInt64() == iB.mTime.AsInt64() && iA.mTime != iB.mTime; };
+    return std::ranges::adjacent_find(iSegments, areMistaken) != iSegments.end();
+}
+
 // In one kind, ascending from 0, the later value at one time.
 std::vector<Segment> MakeReadable(std::vector<Segment> iSegments)
 {
@@ -73,46 +81,44 @@ std::int32_t ReadCount(Sys_TypedInStream& ioStream)
     return count;
 }
 
-// Neither the null kind nor the placeholder at the head of a group of controllers.
-bool IsLane(const Mdie_SubStream& iSubStream)
+bool IsPerNoteKey(const Mdie_SubStream& iSubStream)
 {
-    return !iSubStream.IsNull() && iSubStream.GetDataType().IsValidSubType(iSubStream.GetSubType());
+    return iSubStream.GetStreamType() == Mdie_SubStream::kPerNote;
 }
+
+// What the head of a group was, which its own key does not tell, by the entries behind it: the lanes of a list are all
+// ordinary or all per channel. Where both came together nevertheless, the head becomes what no entry is yet.
+class HeadType
+{
+public:
+    explicit HeadType(signed char iChannel) : mChannel(iChannel) {}
+
+    void See(const Mdie_SubStream& iEntry)
+    {
+        const bool isPerChannel = iEntry.GetStreamType() == Mdie_SubStream::kPerChannel;
+        mHasOrdinary |= iEntry.GetStreamType() == Mdie_SubStream::kOrdinary;
+        mHasPerChannel |= isPerChannel;
+        mHasItsChannel |= isPerChannel && iEntry.GetChannel() == mChannel;
+    }
+
+    Mdie_SubStream::EStreamType Get() const
+    {
+        const bool isPerChannel = mHasOrdinary || (mHasPerChannel && !mHasItsChannel);
+        return isPerChannel ? Mdie_SubStream::kPerChannel : Mdie_SubStream::kOrdinary;
+    }
+
+private:
+    signed char mChannel;
+    bool mHasOrdinary = false;
+    bool mHasPerChannel = false;
+    bool mHasItsChannel = false;
+};
 
 // An empty head of another kind is a lane without breakpoints.
 bool CanBePlaceholder(const Mdie_SubStream& iSubStream)
 {
     const int kind = iSubStream.GetDataType().GetDataType();
     return kind == Mdie_SubStreamDataType::kController || kind == Mdie_SubStreamDataType::kPolyPressure;
-}
-
-bool HasLane(const Note& iNote, const Mdie_SubStream& iKey)
-{
-    if (!iNote.HasPerNoteControllers())
-        return false;
-    const Mdid_PerNoteDataStreamList& lanes = *iNote.GetPerNoteControllers();
-    const auto found = lanes.FindStream(iKey);
-    return found != lanes.end() && found->GetSubStream() == iKey;
-}
-
-// The note at iTime with the note-on of iProbe that has no lane of this key yet. Of several the last: the lanes of
-// equal note-ons are saved in the reverse order of their notes. Null when there is none.
-const Note* FindNote(const Mdid_NoteListBase& iNotes, Time_Typed iTime, const Mdid_Event& iProbe,
-                     const Mdie_SubStream& iKey)
-{
-    const auto first = std::ranges::lower_bound(iNotes.begin(), iNotes.end(), iTime, {}, &Note::GetTime);
-    const auto last = std::ranges::upper_bound(first, iNotes.end(), iTime, {}, &Note::GetTime);
-    const auto& probe = iProbe.As<Mdid_NoteWithDurationBase>();
-    const auto isWanted = [&](const Note& iNote)
-    {
-        const auto& note = iNote.GetNote();
-        return note.GetType() == probe.GetType() && note.GetChannel() == probe.GetChannel() &&
-               note.GetPitch() == probe.GetPitch() && note.GetVelocity() == probe.GetVelocity() &&
-               !HasLane(iNote, iKey);
-    };
-    const auto rend = std::make_reverse_iterator(first);
-    const auto found = std::find_if(std::make_reverse_iterator(last), rend, isWanted);
-    return found == rend ? nullptr : &*found;
 }
 
 // A new lane in the note's own list; null without "AllowMPE".
@@ -181,10 +187,8 @@ void Mdid_ContinuousDataStream::WriteLane(Sys_TypedOutStream& ioStream) const
 // A lane that could not be read back would take the whole chunk with it.
 void Mdid_ContinuousDataStream::WriteCore(Sys_TypedOutStream& ioStream) const
 {
-    if (VerifyTimesAscend())
-        WriteSegments(ioStream, mSegments);
-    else
-        WriteSegments(ioStream, MakeReadable(mSegments));
+    const bool isReadable = VerifyTimesAscend() && !HoldsMistakableTimes(mSegments);
+    WriteSegments(ioStream, isReadable ? mSegments : MakeReadable(mSegments));
 }
 
 void Mdid_ContinuousDataStream::StreamIn(Sys_TypedInStream& ioStream, bool iSnapToCoarseTicks,
@@ -225,7 +229,7 @@ void Mdid_ContinuousDataStream::ReadBody(Sys_TypedInStream& ioStream, const Targ
 void Mdid_ContinuousDataStream::ReadGroup(Sys_TypedInStream& ioStream, const Target& iTarget)
 {
     ReadCore(ioStream, iTarget);
-    const bool isLane = IsLane(mSubStream) && (!IsEmpty() || !CanBePlaceholder(mSubStream));
+    const bool isLane = mSubStream.IsLane() && (!IsEmpty() || !CanBePlaceholder(mSubStream));
     const bool isPerNote = mSubStream.GetPitch() != kNoPitch;
     const bool isOrdinaryLane = isLane && !isPerNote && !IsEmpty();
     // Before the entries: of equal note-ons, the last takes the first lane.
@@ -234,14 +238,12 @@ void Mdid_ContinuousDataStream::ReadGroup(Sys_TypedInStream& ioStream, const Tar
             laneP->ReplaceData(this);
 
     const auto count = ReadCount(ioStream);
-    auto typeOfHead = Mdie_SubStream::kOrdinary;
+    HeadType typeOfHead(mSubStream.GetChannel());
     for (std::int32_t i = 0; i < count; ++i)
     {
         Mdie_SubStream subStream;
         subStream.StreamIn(ioStream);
-        // The lanes of a list are all per channel, or none is.
-        if (subStream.GetStreamType() == Mdie_SubStream::kPerChannel)
-            typeOfHead = Mdie_SubStream::kPerChannel;
+        typeOfHead.See(subStream);
         if (subStream.GetStreamType() == Mdie_SubStream::kPerNote && !subStream.IsNull())
             ReadPerNoteLane(subStream, ioStream, iTarget);
         else
@@ -249,7 +251,7 @@ void Mdid_ContinuousDataStream::ReadGroup(Sys_TypedInStream& ioStream, const Tar
     }
     if (isOrdinaryLane)
     {
-        mSubStream.SetStreamType(typeOfHead);
+        mSubStream.SetStreamType(typeOfHead.Get());
         InsertThis(iTarget);
     }
 }
@@ -318,9 +320,10 @@ void Mdid_ContinuousDataStream::ReadCore(Sys_TypedInStream& ioStream, const Targ
 // What is no lane is dropped: a list could not be ordered by it.
 void Mdid_ContinuousDataStream::InsertThis(const Target& iTarget)
 {
-    if (!IsLane(mSubStream))
+    if (!mSubStream.IsLane())
         return;
-    if (mSubStream.GetStreamType() == Mdie_SubStream::kGroupHead)
+    // No list is ordered by keys of the other types.
+    if (mSubStream.GetStreamType() != Mdie_SubStream::kPerChannel && !IsPerNoteKey(mSubStream))
         mSubStream.SetStreamType(Mdie_SubStream::kOrdinary);
     if (mSubStream.GetStreamType() == Mdie_SubStream::kOrdinary)
         mSubStream.mPitch = mSubStream.mVelocity = kNoPitch;
@@ -339,9 +342,13 @@ Mdid_ContinuousDataStreamCore* Mdid_ContinuousDataStream::MoveMPEStreamToNote(Md
     Mdie_TimedEvent probe;
     ioSubStream.MakeNoteEvent(probe);
 
-    const Note* noteP = FindNote(ioNotes, probe.GetTime(), probe.GetEvent(), ioSubStream);
-    if (noteP == nullptr) // a lane before this one may have brought the note to the grid
-        noteP = FindNote(ioNotes, ioNotes.QuantizeTimeConditional(probe.GetTime()), probe.GetEvent(), ioSubStream);
+    const Note* noteP = ioNotes.FindNoteForLane(probe, ioSubStream);
+    if (noteP == nullptr)
+    {
+        // A lane before this one may have brought the note to the grid.
+        probe.SetTime(ioNotes.QuantizeTimeConditional(probe.GetTime()));
+        noteP = ioNotes.FindNoteForLane(probe, ioSubStream);
+    }
     if (noteP == nullptr)
         return nullptr;
 
@@ -353,11 +360,13 @@ Mdid_ContinuousDataStreamCore* Mdid_ContinuousDataStream::MoveMPEStreamToNote(Md
     }
     catch (...)
     {
-        ioNotes.Return(std::move(borrowed));
+        ioNotes.ReturnToken(borrowed);
+        ioNotes.CompleteBatch();
         throw;
     }
     if (laneP != nullptr)
         ioNotes.SetIsMPE(true);
-    ioNotes.Return(std::move(borrowed));
+    ioNotes.ReturnToken(borrowed);
+    ioNotes.CompleteBatch();
     return laneP;
 }

@@ -58,7 +58,8 @@ Mdid_NoteListBase::Mdid_NoteListBase(const Mdid_NoteListBase& iOther)
       mIsDirty(iOther.mIsDirty),
       mLowestDirty(iOther.mLowestDirty),
       mHighestDirty(iOther.mHighestDirty),
-      mBorrowedWhileReading(iOther.mBorrowedWhileReading)
+      mBorrowedWhileReading(iOther.mBorrowedWhileReading),
+      mAreLongNotesStale(iOther.mAreLongNotesStale)
 {
     if (iOther.iLongNoteListP)
         iLongNoteListP.Reset(new Mdid_NoteListBase(*iOther.iLongNoteListP));
@@ -304,15 +305,16 @@ Mdid_NoteListBase::const_iterator Mdid_NoteListBase::AddNote(Note iNote)
 
 void Mdid_NoteListBase::EraseNote(const Mdie_TimedEvent& iEvent)
 {
-    CompleteReturns();
     if (!iEvent.IsNoteWithDurationEvent())
         return;
-    const auto note = FindNote(iEvent);
+    const Mdie_TimedEvent event = iEvent; // it may be one of these notes, which are about to move
+    CompleteReturns();
+    const auto note = FindNote(event);
     if (note == end())
         return;
+    NdoAboutToModify();
     if (iLongNoteListP && IsLong(*note))
         iLongNoteListP->EraseCopyOf(*note);
-    NdoAboutToModify();
     mNotes.erase(note);
 }
 
@@ -345,8 +347,16 @@ void Mdid_NoteListBase::Erase(const Mdid_NoteListBase* iOther)
     if (!iOther)
         return;
     CompleteReturns();
-    const auto isInOther = [this, iOther](const Note& iNote)
-    { return iOther == this || std::ranges::binary_search(iOther->mNotes, iNote, PlaceLess); };
+    // The other one may come from a stream, or wait for notes.
+    Notes sorted;
+    if (iOther != this && !std::ranges::is_sorted(iOther->mNotes, PlaceLess))
+    {
+        sorted = iOther->mNotes;
+        std::ranges::stable_sort(sorted, PlaceLess);
+    }
+    const Notes& others = sorted.empty() ? iOther->mNotes : sorted;
+    const auto isInOther = [&](const Note& iNote)
+    { return iOther == this || std::ranges::binary_search(others, iNote, PlaceLess); };
     const auto first = std::ranges::find_if(mNotes, isInOther);
     if (first == mNotes.end())
         return;
@@ -376,8 +386,10 @@ void Mdid_NoteListBase::Merge(const Mdid_NoteListBase* iOther)
 void Mdid_NoteListBase::MergeLongNotes(const Mdid_NoteListBase& iOther)
 {
     const bool areAlikeLong = iLongNoteListP && iOther.iLongNoteListP && mLongNoteDuration == iOther.mLongNoteDuration;
-    if (areAlikeLong && !IsFiltering())
-        iLongNoteListP->Merge(iOther.iLongNoteListP.Get());
+    const bool isOthersListRight =
+        !iOther.mIsDirty && iOther.mBorrowedWhileReading.empty() && !iOther.mAreLongNotesStale;
+    if (areAlikeLong && isOthersListRight && !IsFiltering())
+        EditLongNotes([&](Mdid_NoteListBase& ioLongNotes) { ioLongNotes.Merge(iOther.iLongNoteListP.Get()); });
     else
         RegenerateLongNoteList();
 }
@@ -386,8 +398,12 @@ void Mdid_NoteListBase::CopyTimeRange(Mdid_NoteListBase* oCopyDestP, Time_Typed 
 {
     if (!CMN_VERIFY(oCopyDestP != nullptr))
         throw Cmn_AssertException("oCopyDestP != nullptr");
+    if (oCopyDestP == this)
+        oCopyDestP->CompleteReturns();
     const auto [first, last] = FindRange(iStart, iEnd);
     Notes notes = oCopyDestP->FilteredCopy(first, last);
+    if (oCopyDestP->IsFiltering() || mIsDirty)
+        SortIfNeeded(notes, NoteLess());
     if (notes.empty() && oCopyDestP->empty() && !oCopyDestP->mIsMPE)
         return;
     oCopyDestP->NdoAboutToModify();
@@ -404,8 +420,7 @@ void Mdid_NoteListBase::Clear()
     ForgetReturns();
     mNotes.clear();
     mIsMPE = false;
-    if (iLongNoteListP)
-        iLongNoteListP->Clear();
+    EditLongNotes([](Mdid_NoteListBase& ioLongNotes) { ioLongNotes.Clear(); });
 }
 
 void Mdid_NoteListBase::OffsetTimes(Time_TypedLength iDelta)
@@ -417,8 +432,7 @@ void Mdid_NoteListBase::OffsetTimes(Time_TypedLength iDelta)
     for (Note& note : mNotes)
         note.SetTime(note.GetTime() + iDelta);
     SortIfNeeded(mNotes, NoteLess());
-    if (iLongNoteListP)
-        iLongNoteListP->OffsetTimes(iDelta);
+    EditLongNotes([&](Mdid_NoteListBase& ioLongNotes) { ioLongNotes.OffsetTimes(iDelta); });
 }
 
 void Mdid_NoteListBase::OffsetStarts(Time_TypedLength iDelta)
@@ -461,8 +475,7 @@ void Mdid_NoteListBase::OffsetPitches(Time_TypedLength iDelta)
     NdoAboutToModify();
     for (Note& note : mNotes)
         note.GetNote().SetPitch(static_cast<signed char>(note.GetPitch() + (isDown ? -1 : 1)));
-    if (iLongNoteListP)
-        iLongNoteListP->OffsetPitches(iDelta);
+    EditLongNotes([&](Mdid_NoteListBase& ioLongNotes) { ioLongNotes.OffsetPitches(iDelta); });
 }
 
 void Mdid_NoteListBase::SetLongNoteDuration(Time_TypedLength iLength)

@@ -19,6 +19,7 @@ class Cmn_XMLNode;
 class Mdid_ContinuousDataStream;
 class Mdid_ContinuousDataStreamList;
 class Mdid_TrimmedNotesContext;
+class Mdie_SubStream;
 struct Mdid_TrimmedNoteExtension;
 
 // A note taken out of its list for editing, and where it belongs. Goes back through Return or a batch, within the step
@@ -91,10 +92,10 @@ private:
 // Optionally it keeps a second list of the long notes, so that a query need not look back further than the threshold,
 // and a trimmed-notes context that filters every note that enters. Undo: a saved state holds flags, thresholds, all
 // notes, and the ids of the other two, which are undoable on their own. Every edit saves undo state before its first
-// change, and only if there is one. Thresholds are no matter of undo: a state brings them back only with a list that
-// was deleted. Ranges are half-open, and empty when they end before they start. Searches are binary. std::bad_alloc
-// leaves the notes in order; when it comes while the long ones are collected, the next edit does that. Threads: one at
-// a time; nothing is locked.
+// change, and only if there is one (OffsetStarts, CopyTimeRange and ReplaceData do not look for the last note).
+// Thresholds are no matter of undo: a state brings them back only with a list that was deleted. Ranges are half-open,
+// and empty when they end before they start. Searches are binary. std::bad_alloc leaves the notes in order; when it
+// comes while the long ones are collected, the next edit does that. Threads: one at a time; nothing is locked.
 class MDID_EXPORT Mdid_NoteListBase : public Ndo_Object
 {
 public:
@@ -204,6 +205,13 @@ public:
     void Return(Mdid_BorrowedElement&& ioElement);
     Mdid_BatchModifier<Mdid_NoteListBase> ModificationBatch();
 
+    // The note that a saved per-note lane belongs to: one with the time, channel, pitch and on velocity of iNoteOn that
+    // has no lane of this key yet; of several one whose time is of the same kind, and of these the last, because the
+    // lanes of equal note-ons are saved in the reverse order of their notes. Null when there is none. Type 3 only.
+    // Logarithmic inside of a ReadingScope, which is indexed at the first call; otherwise linear in the notes of one
+    // time.
+    const Note* FindNoteForLane(const Mdie_TimedEvent& iNoteOn, const Mdie_SubStream& iLane);
+
     // Notes that are out of time order are sorted at first. While it lives, returned notes stay where they are, so that
     // all lanes of a chunk that is being read find their notes by the times that they were saved with. At the end of
     // the outermost one, or before another edit, the notes are snapped and put in order; notes of equal time and event
@@ -225,9 +233,12 @@ public:
         bool mIsOpen = true;
     };
 
-    // Writes the notes. With "AllowMPE", adds a temporary lane for each per-note lane to ioLanes, made with undo flag
-    // 0 and of stream type 4, to be written with the chunk's lanes and deleted by the caller (NdoDelete). When an
-    // exception leaves, ioLanes is as it was. Afterwards posts Mdid_N10n_MIDISerializingTrimmedNotes, if there are any.
+    // Writes the notes. What comes back is not quite the same: pitch-to-MIDI notes (22) as type 3 without their
+    // fractional pitch, durations below 1 as 1,000 ticks or 1 of another kind; source stamps, thresholds, and what was
+    // trimmed off notes of a list without context do not come back. With "AllowMPE", adds a temporary lane for each
+    // per-note lane to ioLanes, made with undo flag 0 and of stream type 4, to be written with the chunk's lanes and
+    // deleted by the caller (NdoDelete). When an exception leaves, ioLanes is as it was. Afterwards posts
+    // Mdid_N10n_MIDISerializingTrimmedNotes, if there are any.
     void StreamOut(Sys_TypedOutStream& ioStream, Mdid_ContinuousDataStreamList& ioLanes) const;
 
     // Replaces the notes, in the order of the stream. Throws Sys_StreamException, std::runtime_error with message 100
@@ -244,8 +255,9 @@ public:
     std::unique_ptr<Ndo_State> NdoGetState() const override;
     void NdoRestoreState(Ndo_State* iStateP) override;
 
-    // The order of the notes (by time and event: a stream decides about the rest) and the contents of the long-note
-    // list, for tests and debugging. Linear when all is well.
+    // The order of the notes (by time and event: the rest is up to the stream that they came from, and so are the
+    // events of a time in which it had durations below 1) and the contents of the long-note list, for tests and
+    // debugging. Linear when all is well.
     bool CheckInvariants() const;
 
 protected:
@@ -305,15 +317,30 @@ private:
     void EraseCopyOf(const Note& iNote);
     void MergeLongNotes(const Mdid_NoteListBase& iOther);
 
+    // An edit that both lists undergo: when the second one fails, the long notes are collected anew later.
+    template <class Edit>
+    void EditLongNotes(Edit iEdit)
+    {
+        if (!iLongNoteListP)
+            return;
+        mAreLongNotesStale = true;
+        iEdit(*iLongNoteListP);
+        mAreLongNotesStale = false;
+    }
+
     Notes CopyLongNotes() const;
     void RegenerateLongNoteList();
     Mdid_NoteListBase* MakeLongNoteList() const;
     void TakeLongNoteList(Mdid_NoteListBase& ioOther) noexcept;
 
     std::size_t FindBorrowedPlace(std::size_t iPosition) const;
+    friend class Mdid_ContinuousDataStream; // gives notes their lanes: ReturnToken, CompleteBatch
     void ReturnToken(Mdid_BorrowedElement& ioElement);
     void CompleteBatch();
     void CompleteReading();
+    bool SnapReturned();
+    void IndexNoteOns();
+    const Note* FindIndexedNote(const Mdie_TimedEvent& iNoteOn, Time_EType iKind, const Mdie_SubStream& iLane) const;
     void CompleteReturns();
     void ForgetReturns();
 
@@ -342,6 +369,7 @@ private:
 
     int mReadingScopes = 0;
     std::vector<std::size_t> mBorrowedWhileReading; // not snapped yet; with repetitions
+    std::vector<std::size_t> mNoteOns;              // positions by note-on, in a reading scope; empty: not indexed
 
     bool mAreLongNotesStale = false; // memory ran out while they were collected
 };

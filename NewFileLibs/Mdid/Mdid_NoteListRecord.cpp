@@ -159,9 +159,10 @@ void Mdid_NoteListBase::StreamOut(Sys_TypedOutStream& ioStream, Mdid_ContinuousD
     Sys_StdStreamHeaderWriter header(ioStream, kTag, kVersion);
     StreamOutNotes(ioStream);
     header.PatchSize();
-    StreamOutLanes(ioLanes);
+    // A receiver may throw: before there are lanes that nobody owns yet.
     if (std::ranges::any_of(mNotes, IsTrimmed))
         Cmn_N10nCenter::GetSender()->Post(Mdid_N10n_MIDISerializingTrimmedNotes());
+    StreamOutLanes(ioLanes);
 }
 
 void Mdid_NoteListBase::StreamOutNotes(Sys_TypedOutStream& ioStream) const
@@ -213,11 +214,14 @@ Mdid_NoteListBase::Lanes Mdid_NoteListBase::MakeLanes() const
             Mdie_SubStream key = stream.GetSubStream();
             key.LinkToNote(note);
             // Not undoable: saving leaves no traces in the history.
-            lanes.emplace_back(new Mdid_ContinuousDataStream(key, kNotUndoable, stream.GetSnapToCoarseTicks()));
-            lanes.back()->ReplaceData(&stream);
+            Ndo_unique_ptr<Mdid_ContinuousDataStream> laneP(
+                new Mdid_ContinuousDataStream(key, kNotUndoable, stream.GetSnapToCoarseTicks()));
+            laneP->ReplaceData(&stream);
+            lanes.push_back(std::move(laneP));
         }
     }
-    // The order of the notes need not be that of the lanes, and a list takes equal pitches of one time in order only.
+    // Lanes with one key, of equal note-ons, stand in the reverse order of their notes.
+    std::ranges::reverse(lanes);
     std::ranges::stable_sort(lanes,
                              [](const auto& iA, const auto& iB) { return iA->GetSubStream() < iB->GetSubStream(); });
     return lanes;
@@ -228,19 +232,21 @@ void Mdid_NoteListBase::StreamOutLanes(Mdid_ContinuousDataStreamList& ioLanes) c
     if (!Mdid_AllowMPE())
         return;
     Lanes lanes = MakeLanes();
-    auto lane = lanes.begin();
-    try
+    // Merged, not inserted: the keys of the notes of one time count as equal when they are not, and every note has
+    // lanes.
+    Mdid_ContinuousDataStreamList merged;
+    merged.reserve(ioLanes.size() + lanes.size());
+    auto own = ioLanes.begin();
+    for (const auto& laneP : lanes)
     {
-        for (; lane != lanes.end(); ++lane)
-            ioLanes.InsertStream(lane->get());
+        for (; own != ioLanes.end() && (!*own || (*own)->GetSubStream() < laneP->GetSubStream()); ++own)
+            merged.push_back(*own);
+        merged.push_back(laneP.get());
     }
-    catch (...)
-    {
-        std::for_each(lanes.begin(), lane, [&ioLanes](const auto& iLane) { ioLanes.EraseStream(iLane.get()); });
-        throw;
-    }
-    for (auto& inserted : lanes)
-        static_cast<void>(inserted.release()); // the caller's now
+    merged.append({own, ioLanes.end()});
+    ioLanes = std::move(merged);
+    for (auto& laneP : lanes)
+        static_cast<void>(laneP.release()); // the caller's now
 }
 
 void Mdid_NoteListBase::StreamIn(Sys_TypedInStream& ioStream)
@@ -249,6 +255,8 @@ void Mdid_NoteListBase::StreamIn(Sys_TypedInStream& ioStream)
     ForgetReturns();
     mNotes.clear();
     mIsMPE = false;
+    if (iLongNoteListP)
+        iLongNoteListP->Clear();
     try
     {
         StreamInSections(ioStream);

@@ -8,7 +8,11 @@
 #include "Mdid/Mdid_TrimmedNotesContext.h"
 
 #include <algorithm>
+#include <array>
 #include <functional>
+#include <iterator>
+#include <numeric>
+#include <tuple>
 
 namespace
 {
@@ -33,6 +37,38 @@ std::size_t SizeOfParts(const Note& iNote)
     return size;
 }
 
+bool HasLane(const Note& iNote, const Mdie_SubStream& iKey)
+{
+    if (!iNote.HasPerNoteControllers())
+        return false;
+    const Mdid_PerNoteDataStreamList& lanes = *iNote.GetPerNoteControllers();
+    const auto found = lanes.FindStream(iKey);
+    return found != lanes.end() && found->GetSubStream() == iKey;
+}
+
+// What a saved lane knows of its note.
+struct NoteOnKey
+{
+    Time_Typed mTime;
+    Time_EType mKind;
+    std::array<signed char, 4> mEvent; // type, channel, pitch and on velocity
+
+    explicit NoteOnKey(const Mdie_TimedEvent& iNoteOn) : mTime(iNoteOn.GetTime()), mKind(mTime.GetType())
+    {
+        const auto& note = iNoteOn.GetEvent().As<Mdid_NoteWithDurationBase>();
+        mEvent = {note.GetType(), note.GetChannel(), note.GetPitch(), note.GetVelocity()};
+    }
+
+    bool IsOf(const Note& iNote) const { return mEvent == NoteOnKey(iNote).mEvent; }
+
+    friend bool operator<(const NoteOnKey& iA, const NoteOnKey& iB)
+    {
+        if (iA.mTime != iB.mTime)
+            return iA.mTime < iB.mTime;
+        return std::tie(iA.mKind, iA.mEvent) < std::tie(iB.mKind, iB.mEvent);
+    }
+};
+
 Ndo_ObjectID IdOf(const Mdid_TrimmedNotesContext* iContextP)
 {
     const auto* const objectP = dynamic_cast<const Ndo_Object*>(iContextP);
@@ -52,6 +88,7 @@ public:
           mIsMPE(iList.mIsMPE),
           mNotes(iList.mNotes),
           mLongNoteList(iList.iLongNoteListP.Get()),
+          mAreLongNotesStale(iList.mAreLongNotesStale),
           mTrimmedNotesContext(iList.mTrimmedNotesContextP.get_deleter().mID),
           mLongNoteDuration(iList.mLongNoteDuration)
     {
@@ -78,6 +115,7 @@ public:
     const bool mIsMPE;
     Ndo_SavedVector<Note> mNotes;
     const Ndo_StateRef<Mdid_NoteListBase> mLongNoteList;
+    const bool mAreLongNotesStale;
     const Ndo_ObjectID mTrimmedNotesContext;
     const std::array<Time_TypedLength, 3> mLongNoteDuration;
 };
@@ -94,6 +132,7 @@ void Mdid_NoteListBase::NdoRestoreState(Ndo_State* iStateP)
         return;
     state->mNotes.RestoreInto(mNotes);
     ForgetReturns();
+    mAreLongNotesStale = state->mAreLongNotesStale;
     mSnapToCoarseTicks = state->mSnapToCoarseTicks;
     mIsMPE = state->mIsMPE;
     if (NdoIsBeingRecreated())
@@ -166,22 +205,34 @@ Mdid_BorrowedElement Mdid_NoteListBase::Borrow(const Note& iNote)
 
 void Mdid_NoteListBase::Return(Mdid_BorrowedElement&& ioElement)
 {
+    mNoteOns.clear(); // this one may have become another
     ReturnToken(ioElement);
     CompleteBatch();
 }
 
 Mdid_BatchModifier<Mdid_NoteListBase> Mdid_NoteListBase::ModificationBatch()
 {
-    return {[this](Mdid_BorrowedElement& ioElement) { ReturnToken(ioElement); }, [this] { CompleteBatch(); }};
+    const auto returnElement = [this](Mdid_BorrowedElement& ioElement)
+    {
+        mNoteOns.clear();
+        ReturnToken(ioElement);
+    };
+    return {returnElement, [this] { CompleteBatch(); }};
 }
 
 std::size_t Mdid_NoteListBase::FindBorrowedPlace(std::size_t iPosition) const
 {
     if (iPosition < mNotes.size() && IsBorrowed(mNotes[iPosition]))
         return iPosition;
-    const auto place = std::ranges::find_if(mNotes, IsBorrowed);
-    const bool isWaitedFor = iPosition != Mdid_BorrowedElement::kNoPosition && place != mNotes.end();
-    return isWaitedFor ? static_cast<std::size_t>(place - mNotes.begin()) : Mdid_BorrowedElement::kNoPosition;
+    if (iPosition == Mdid_BorrowedElement::kNoPosition)
+        return iPosition;
+    // An edit moves the places of all notes that are out by a little.
+    const auto near = mNotes.begin() + static_cast<std::ptrdiff_t>(std::min(iPosition, mNotes.size()));
+    auto place = std::find_if(near, mNotes.end(), IsBorrowed);
+    if (place == mNotes.end())
+        place = std::find_if(mNotes.begin(), near, IsBorrowed);
+    const bool isThere = place != mNotes.end() && IsBorrowed(*place);
+    return isThere ? static_cast<std::size_t>(place - mNotes.begin()) : Mdid_BorrowedElement::kNoPosition;
 }
 
 void Mdid_NoteListBase::ReturnToken(Mdid_BorrowedElement& ioElement)
@@ -193,8 +244,10 @@ void Mdid_NoteListBase::ReturnToken(Mdid_BorrowedElement& ioElement)
     mIsMPE = mIsMPE || ioElement.mElement.HasPerNoteControllers();
     Note& note = mNotes[position];
     note = std::move(ioElement.mElement);
-    const std::size_t borrowedFrom = std::exchange(ioElement.mPosition, Mdid_BorrowedElement::kNoPosition);
-    if (mReadingScopes > 0 && position == borrowedFrom)
+    ioElement.mPosition = Mdid_BorrowedElement::kNoPosition;
+    // Mostly the one that was borrowed last.
+    if (std::find(mBorrowedWhileReading.rbegin(), mBorrowedWhileReading.rend(), position) !=
+        mBorrowedWhileReading.rend())
         return;
 
     note.SetTime(QuantizeTimeConditional(note.GetTime()));
@@ -208,6 +261,13 @@ void Mdid_NoteListBase::CompleteBatch()
     if (!mIsDirty)
         return;
     NdoAboutToModify();
+    if (!mBorrowedWhileReading.empty())
+    {
+        SnapReturned();
+        mLowestDirty = 0;
+        mHighestDirty = mNotes.size() - 1;
+    }
+    mNoteOns.clear();
     const auto first = mNotes.begin() + static_cast<std::ptrdiff_t>(mLowestDirty);
     const auto last = mNotes.begin() + static_cast<std::ptrdiff_t>(mHighestDirty) + 1;
     std::stable_sort(first, last, NoteLess());
@@ -217,11 +277,9 @@ void Mdid_NoteListBase::CompleteBatch()
     RegenerateLongNoteList();
 }
 
-void Mdid_NoteListBase::CompleteReading()
+// Whether that changed anything.
+bool Mdid_NoteListBase::SnapReturned()
 {
-    if (mBorrowedWhileReading.empty())
-        return;
-    NdoAboutToModify();
     bool hasMoved = false;
     for (const std::size_t position : mBorrowedWhileReading)
     {
@@ -230,9 +288,18 @@ void Mdid_NoteListBase::CompleteReading()
         hasMoved = hasMoved || time != note.GetTime();
         note.SetTime(time);
     }
-    if (hasMoved)
-        std::ranges::stable_sort(mNotes, PlaceLess);
     mBorrowedWhileReading.clear();
+    return hasMoved;
+}
+
+void Mdid_NoteListBase::CompleteReading()
+{
+    mNoteOns.clear();
+    if (mBorrowedWhileReading.empty())
+        return;
+    NdoAboutToModify();
+    if (SnapReturned() || !std::ranges::is_sorted(mNotes, {}, &Note::GetTime))
+        std::ranges::stable_sort(mNotes, PlaceLess);
     RegenerateLongNoteList();
 }
 
@@ -250,14 +317,62 @@ void Mdid_NoteListBase::ForgetReturns()
 {
     mIsDirty = false;
     mBorrowedWhileReading.clear();
+    mNoteOns.clear();
     mAreLongNotesStale = false;
+}
+
+void Mdid_NoteListBase::IndexNoteOns()
+{
+    mNoteOns.resize(mNotes.size());
+    std::iota(mNoteOns.begin(), mNoteOns.end(), std::size_t{0});
+    std::ranges::stable_sort(mNoteOns, std::less<NoteOnKey>(), [this](std::size_t i) { return NoteOnKey(mNotes[i]); });
+}
+
+// The notes of one key that have the lane already are the last ones, each of which was found before.
+const Mdid_NoteListBase::Note* Mdid_NoteListBase::FindIndexedNote(const Mdie_TimedEvent& iNoteOn, Time_EType iKind,
+                                                                  const Mdie_SubStream& iLane) const
+{
+    NoteOnKey key(iNoteOn);
+    key.mKind = iKind;
+    const auto keyOf = [this](std::size_t i) { return NoteOnKey(mNotes[i]); };
+    const auto first = std::ranges::lower_bound(mNoteOns, key, std::less<NoteOnKey>(), keyOf);
+    const auto last = std::ranges::upper_bound(first, mNoteOns.end(), key, std::less<NoteOnKey>(), keyOf);
+    const auto end = std::partition_point(first, last, [&](std::size_t i) { return !HasLane(mNotes[i], iLane); });
+    return end == first ? nullptr : &mNotes[*std::prev(end)];
+}
+
+const Mdid_NoteListBase::Note* Mdid_NoteListBase::FindNoteForLane(const Mdie_TimedEvent& iNoteOn,
+                                                                  const Mdie_SubStream& iLane)
+{
+    if (mReadingScopes > 0)
+    {
+        if (mNoteOns.empty())
+            IndexNoteOns();
+        const Time_EType ownKind = iNoteOn.GetTime().GetType();
+        const Note* noteP = FindIndexedNote(iNoteOn, ownKind, iLane);
+        for (const Time_EType kind : {Time_EType::kSample, Time_EType::kTick, Time_EType::kMicrosecond})
+            noteP = noteP || kind == ownKind ? noteP : FindIndexedNote(iNoteOn, kind, iLane);
+        return noteP;
+    }
+    const NoteOnKey key(iNoteOn);
+    const auto firstOfTime = LowerBound(iNoteOn.GetTime());
+    const auto lastOfTime = std::ranges::upper_bound(firstOfTime, end(), iNoteOn.GetTime(), {}, &Note::GetTime);
+    const auto first = std::make_reverse_iterator(lastOfTime);
+    const auto last = std::make_reverse_iterator(firstOfTime);
+    const auto isFree = [&](const Note& iNote) { return key.IsOf(iNote) && !HasLane(iNote, iLane); };
+    auto found = std::find_if(first, last,
+                              [&](const Note& iNote)
+                              { return isFree(iNote) && iNote.GetTime().GetType() == iNoteOn.GetTime().GetType(); });
+    if (found == last)
+        found = std::find_if(first, last, isFree);
+    return found == last ? nullptr : &*found;
 }
 
 Mdid_NoteListBase::ReadingScope::ReadingScope(Mdid_NoteListBase& ioList) : mList(ioList)
 {
     if (!std::ranges::is_sorted(mList.mNotes, {}, &Note::GetTime))
     {
-        // Only a damaged stream gives such a list. Lanes would miss their notes in it.
+        // A damaged stream gives such a list. Lanes would miss their notes in it.
         mList.NdoAboutToModify();
         std::ranges::stable_sort(mList.mNotes, {}, &Note::GetTime);
         mList.RegenerateLongNoteList();

@@ -36,6 +36,8 @@ Mdid_PerNoteDataStreamList::FindStream(const Mdie_SubStream& iSubStream) const
 Mdid_PerNoteDataStream* Mdid_PerNoteDataStreamList::InsertStream(const Mdie_SubStream& iSubStream,
                                                                  bool iSnapToCoarseTicks)
 {
+    if (!iSubStream.IsLane())
+        Mdid_ThrowMessage(201); // "bad subtype encountered"
     const auto i = FindStream(iSubStream);
     if (i != end() && i->GetSubStream() == iSubStream)
         Mdid_ThrowMessage(101); // "bad data encountered: stream not unique"

@@ -33,7 +33,7 @@ public:
     const_iterator FindStream(const Mdie_SubStream& iSubStream) const;
 
     // A new, empty lane in its place, valid until the next one is inserted. A lane of an equal key: std::runtime_error
-    // with message 101, and the list is as it was.
+    // with message 101; a key that names no lane: with message 201. The list is as it was then.
     Mdid_PerNoteDataStream* InsertStream(const Mdie_SubStream& iSubStream, bool iSnapToCoarseTicks);
 
 private:

@@ -446,5 +446,8 @@ Mdie_SubStream Mdie_SubStream::AsGroupHead() const
     Mdie_SubStream head = *this;
     head.mStreamType = kGroupHead;
     head.mSubType = 0;
+    // By its pitch the head of a per-note lane is known.
+    if (!IsPerNote())
+        head.mPitch = -1;
     return head;
 }

@@ -87,6 +87,7 @@ public:
     // The per-note lane of iNote that iEvent belongs to.
     Mdie_SubStream(const Mdid_Event& iEvent, const Mdie_TimedEvent& iNote);
 
+    // iController: 1 to 119, iPitch: 0 to 127; others make a key that names no lane.
     static Mdie_SubStream Controller(int iController);
     static Mdie_SubStream PitchBend();
     static Mdie_SubStream Program();
@@ -113,6 +114,10 @@ public:
     int GetNoteIndex() const;
 
     bool IsNull() const;
+
+    // Whether a list can hold a lane of this key: neither null nor of a subtype that its kind does not have, such as
+    // controller 0 or 120.
+    bool IsLane() const { return !IsNull() && mDataTypeP->IsValidSubType(mSubType); }
     bool IsPerNote() const { return mStreamType == kPerNote || mStreamType == kPerNotePitch; }
 
     Mdie_SubStream_ValueRange GetValueRange() const { return mDataTypeP->GetValueRange(); }

@@ -163,6 +163,12 @@ TEST(Mdid_ContinuousDataStream, WhatIsHardToReadComesBackToo)
     perChannel.mLanes.erase(perChannel.mLanes.begin());
     EXPECT_EQ(perChannel.Save(), saved);
 
+    Chunk both; // kinds of lanes of one index, and of one lane times of one count
+    both.AddLane(Mdie_SubStream::PitchBend(), {4});
+    both.mLanes[0]->AddBreakpoint({4, kSample}, 9);
+    both.AddLane({Mdid_PitchBendEvent(0, 0), Mdie_SubStream::kPerChannel}, {2});
+    EXPECT_EQ(Reload(both), " 0:2=2 0:0=4=9");
+
     Chunk bad; // lanes that could not be read are written repaired
     RecordingAssertHandler asserts;
     bad.AddLane(Mdie_SubStream::PitchBend(), {-9, -8, 5});
@@ -220,7 +226,8 @@ TEST(Mdid_ContinuousDataStream, TheRecordsAreWrittenToTheLetterAndDamageRefused)
     for (std::size_t length = 0; length <= digits.size(); length += 3)
         EXPECT_THROW(load(digits.substr(0, length)), Sys_StreamException) << length;
     EXPECT_THROW(load(kBendHead + "ffffffff"), std::runtime_error);
-    EXPECT_THROW(load(kBendHead + "01000000" + Key("01 00000000") + kFive), std::runtime_error); // not unique
+    const std::string volume = Key("02 07000000") + kFive;
+    EXPECT_THROW(load(kPlaceholder + kNone + "02000000" + volume + volume), std::runtime_error); // not unique
     EXPECT_THROW(load(Key("02 00000000") + kNone), std::runtime_error); // a placeholder without group
 }
 

@@ -84,6 +84,10 @@ TEST(Mdid_NoteList, BorrowedNotesComeBackInOrderAndBrokenContractsAreReported)
     batch.Return(std::move(element)), list.EraseTimeRange(Ticks(20), Ticks(21)), list.AddNote(MakeNote(-1, 64, 1));
     batch.Return(std::move(waiting)), batch.Return(list.Borrow(list[3])), batch.Complete();
     EXPECT_EQ(Describe(list), "-1:64x1 5:63x1 10:61x2000 35:60x1 | 10:61x2000 ");
+    auto moved = list.Borrow(list[0]);
+    moved.mElement.SetTime(Ticks(50)), batch.Return(std::move(moved));
+    list.EraseNote(list[1]); // which moves before it is erased
+    EXPECT_EQ(Describe(list), "10:61x2000 35:60x1 50:64x1 | 10:61x2000 ");
     auto lost = list.Borrow(list[0]);
     list.Clear(), list.Return(std::move(lost)), list.Return(list.Borrow(MakeNote(1, 64, 1))); // neither is its own
     EXPECT_THROW(list.CopyTimeRange(nullptr, Ticks(0), Ticks(1)), Cmn_AssertException);
