@@ -69,7 +69,7 @@ std::vector<unsigned char> Write(Contents& ioContents)
     for (const auto& lane : ioContents.mLanes)
         if (!Mdid_AllowMPE() || !lane->GetSubStream().IsPerNote())
             lanes.push_back(lane);
-    const auto bytes = BytesOf(
+    auto bytes = BytesOf(
         [&](Sys_TypedOutStream& ioTyped)
         {
             ioContents.mNotes.StreamOut(ioTyped, lanes);

@@ -91,10 +91,10 @@ public:
     T* Release() noexcept { return std::exchange(mObject, {}).Get(); }
     void Reset(T* iObjectP = nullptr) noexcept
     {
-        Ndo_TrackedPtr<T> object(iObjectP);
+        Ndo_TrackedPtr<T> old = std::exchange(mObject, Ndo_TrackedPtr<T>(iObjectP));
         // An object may lie where one that is gone has lain.
-        if (object != mObject || object.GetID() != mObject.GetID())
-            std::exchange(mObject, object).NdoDelete();
+        if (!(old == mObject) || old.GetID() != mObject.GetID())
+            old.NdoDelete();
     }
 
     // For NdoRestoreState: owns what the state refers to. What was owned before belongs to the history.

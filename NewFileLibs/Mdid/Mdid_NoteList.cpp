@@ -79,7 +79,7 @@ Mdid_NoteListBase& Mdid_NoteListBase::operator=(const Mdid_NoteListBase& iOther)
         return *this;
     Mdid_NoteListBase copy(iOther);
     if (copy.iLongNoteListP && !iLongNoteListP)
-        iLongNoteListP.Reset(MakeLongNoteList());
+        iLongNoteListP = MakeLongNoteList();
     return *this = std::move(copy);
 }
 
@@ -114,7 +114,7 @@ void Mdid_NoteListBase::TakeLongNoteList(Mdid_NoteListBase& ioOther) noexcept
     try
     {
         if (!iLongNoteListP)
-            iLongNoteListP.Reset(MakeLongNoteList());
+            iLongNoteListP = MakeLongNoteList();
         *iLongNoteListP = std::move(*ioOther.iLongNoteListP);
     }
     catch (...)
@@ -124,9 +124,10 @@ void Mdid_NoteListBase::TakeLongNoteList(Mdid_NoteListBase& ioOther) noexcept
     ioOther.iLongNoteListP.Reset();
 }
 
-Mdid_NoteListBase* Mdid_NoteListBase::MakeLongNoteList() const
+Ndo_AutoPtr<Mdid_NoteListBase> Mdid_NoteListBase::MakeLongNoteList() const
 {
-    return new Mdid_NoteListBase(NdoIsUndoable() ? kUndoable : kNotUndoable, mSnapToCoarseTicks);
+    const EUndoFlag undoFlag = NdoIsUndoable() ? kUndoable : kNotUndoable;
+    return Ndo_AutoPtr<Mdid_NoteListBase>(new Mdid_NoteListBase(undoFlag, mSnapToCoarseTicks));
 }
 
 Mdid_NoteListBase::~Mdid_NoteListBase() = default;
@@ -307,7 +308,8 @@ void Mdid_NoteListBase::EraseNote(const Mdie_TimedEvent& iEvent)
 {
     if (!iEvent.IsNoteWithDurationEvent())
         return;
-    const Mdie_TimedEvent event = iEvent; // it may be one of these notes, which are about to move
+    // It may be one of these notes, which are about to move.
+    const Mdie_TimedEvent event(iEvent.GetTime(), iEvent.GetEvent());
     CompleteReturns();
     const auto note = FindNote(event);
     if (note == end())

@@ -330,7 +330,7 @@ private:
 
     Notes CopyLongNotes() const;
     void RegenerateLongNoteList();
-    Mdid_NoteListBase* MakeLongNoteList() const;
+    Ndo_AutoPtr<Mdid_NoteListBase> MakeLongNoteList() const;
     void TakeLongNoteList(Mdid_NoteListBase& ioOther) noexcept;
 
     std::size_t FindBorrowedPlace(std::size_t iPosition) const;
