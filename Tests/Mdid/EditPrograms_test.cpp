@@ -1,5 +1,5 @@
 // Random programs of edits, in steps that are kept, cancelled or left by an exception, over everything that is
-// undoable: at each stop of undo and redo the contents are what they were then.
+// undoable: at each stop of undo and redo the contents are what they were then, and what is saved is read back.
 
 #include "Mdid/Mdid_ContinuousDataStream.h"
 #include "Mdid/Mdid_EventStream.h"
@@ -7,6 +7,8 @@
 #include "Mdid/Mdid_PerNoteControllerList.h"
 #include "Mdid/Mdid_SysexEvent.h"
 
+#include "CFnd/Cmn_OutStream.h"
+#include "CFnd/Sys_TypedStream.h"
 #include "MFnd/Ndo_Manager.h"
 #include "MFnd/Time_Globals.h"
 #include "Support/RecordingAssertHandler.h"
@@ -18,6 +20,8 @@
 #include <algorithm>
 #include <array>
 #include <map>
+#include <memory>
+#include <set>
 #include <sstream>
 
 namespace
@@ -188,6 +192,14 @@ public:
         return true;
     }
 
+    // The object at a place, or null.
+    template <class T>
+    T* Find(int iPlace) const
+    {
+        const auto found = mIDs.find(iPlace);
+        return found == mIDs.end() ? nullptr : dynamic_cast<T*>(Ndo_gManager.LookupObject(found->second));
+    }
+
 private:
     static void DescribeObject(std::ostream& ioText, const Ndo_Object* iObjectP)
     {
@@ -338,6 +350,156 @@ private:
     std::map<int, Ndo_ObjectID> mIDs;
 };
 
+// Saved and read back
+
+// Only system-exclusive events are saved whole; the others leave a null event.
+void ExpectReadBack(const Mdid_EventStream& iEvents)
+{
+    Mdid_EventStream expected(Ndo_Object::kNotUndoable, false);
+    for (auto i = iEvents.end(); i != iEvents.begin();) // from behind: of equal times the last goes to the front
+    {
+        --i;
+        const bool isSysex =
+            i->GetEvent().GetType() == Mdid_Event::kSysex || i->GetEvent().GetType() == Mdid_Event::kLongSysex;
+        expected.AddEvent(isSysex ? *i : Mdie_TimedEvent(i->GetTime(), {}));
+    }
+    Sys_MemoryOutStream saved;
+    Sys_TypedOutStream typedOut(saved);
+    iEvents.StreamOut(typedOut);
+    Sys_MemoryInStream stream(saved.GetBytes());
+    Sys_TypedInStream typed(stream);
+    Mdid_EventStream again(Ndo_Object::kNotUndoable, false);
+    again.StreamIn(typed);
+    std::ostringstream was, is;
+    DescribeAll(was, expected);
+    DescribeAll(is, again);
+    RC_ASSERT(is.str() == was.str());
+}
+
+// As a chunk holds and saves them.
+class NotesAndLanes
+{
+public:
+    NotesAndLanes() = default;
+    explicit NotesAndLanes(const World& iWorld)
+    {
+        if (const auto* const notesP = iWorld.Find<Mdid_NoteListBase>(0))
+            mNotes.ReplaceData(notesP);
+        if (const auto* const laneP = iWorld.Find<Mdid_ContinuousDataStream>(3))
+            mLanes.InsertStream(new Mdid_ContinuousDataStream(*laneP));
+    }
+    NotesAndLanes(const NotesAndLanes&) = delete;
+    NotesAndLanes& operator=(const NotesAndLanes&) = delete;
+    ~NotesAndLanes()
+    {
+        std::ranges::for_each(mLanes, [](auto& ioLane) { ioLane.NdoDelete(); });
+    }
+
+    std::vector<unsigned char> Save() const
+    {
+        Sys_MemoryOutStream stream;
+        Sys_TypedOutStream typed(stream);
+        Mdid_ContinuousDataStreamList lanes = mLanes;
+        mNotes.StreamOut(typed, lanes);
+        for (auto* cursor = lanes.data(); cursor != lanes.data() + lanes.size();)
+            (*cursor)->StreamOut(typed, lanes, cursor);
+        for (auto& lane : lanes)
+            if (std::ranges::find(mLanes, lane) == mLanes.end())
+                lane.NdoDelete();
+        return {stream.GetBytes().begin(), stream.GetBytes().end()};
+    }
+
+    void Load(const std::vector<unsigned char>& iBytes)
+    {
+        Sys_MemoryInStream stream(iBytes);
+        Sys_TypedInStream typed(stream);
+        mNotes.StreamIn(typed);
+        Mdid_NoteListBase::ReadingScope reading(mNotes);
+        while (!stream.IsAtEnd())
+        {
+            auto laneP = std::make_unique<Mdid_ContinuousDataStream>(Ndo_Object::kNotUndoable);
+            bool isInserted = false;
+            laneP->StreamIn(typed, false, mLanes, mNotes, isInserted);
+            if (isInserted)
+                static_cast<void>(laneP.release());
+        }
+        reading.Complete();
+    }
+
+    // Every note with its originals; what is too short to be heard has a default length, and nothing is trimmed.
+    std::string DescribeNotes() const
+    {
+        std::ostringstream text;
+        for (Note note : mNotes)
+        {
+            if (note.GetDuration().AsInt64() < 1)
+                note.GetNote().SetDuration(Time_TypedLength(1000, kTick));
+            note.ClearTrimExtension();
+            note.ClearPerNoteControllers();
+            Describe(text, note);
+        }
+        return text.str();
+    }
+
+    // The lanes of all notes. Which of several equal note-ons has one, the saved form does not always tell.
+    std::multiset<std::string> DescribeLanesOfNotes() const
+    {
+        std::multiset<std::string> lanes;
+        for (const Note& note : mNotes)
+            if (note.HasPerNoteControllers())
+                for (const auto& lane : *note.GetPerNoteControllers())
+                {
+                    std::ostringstream text;
+                    text << note.GetTime().AsInt64() << ' ' << int{note.GetPitch()} << ' ';
+                    text << lane.GetSubStream().GetDataTypeIndex();
+                    for (const auto& segment : lane.GetSegments())
+                        text << ' ' << segment.mTime.AsInt64() << '=' << segment.mValue;
+                    lanes.insert(text.str());
+                }
+        return lanes;
+    }
+
+    // Of the ordinary lane: nothing before 0, and of equal times the last.
+    std::map<std::int64_t, int> GetValues() const
+    {
+        std::map<std::int64_t, int> values;
+        for (const auto& lane : mLanes)
+            if (lane->GetSubStream().GetStreamType() == Mdie_SubStream::kOrdinary)
+                for (const auto& segment : lane->GetSegments())
+                    values[std::max<std::int64_t>(segment.mTime.AsInt64(), 0)] = segment.mValue;
+        return values;
+    }
+
+private:
+    Mdid_NoteList mNotes{Ndo_Object::kNotUndoable, false};
+    Mdid_ContinuousDataStreamList mLanes;
+};
+
+RC_GTEST_PROP(EditPrograms, WhatIsSavedIsReadBack, (bool iWriteMPE, bool iReadMPE))
+{
+    const auto edits = *rc::gen::resize(400, rc::gen::arbitrary<std::vector<Edit>>());
+    const RecordingAssertHandler asserts; // of lanes that begin before 0
+    const ScopedAllowMPE allow(true);
+    World world;
+    for (const Edit& edit : edits)
+        world.Run(edit);
+    if (const auto* const eventsP = world.Find<Mdid_EventStream>(2))
+        ExpectReadBack(*eventsP);
+
+    const NotesAndLanes saved(world);
+    Mdid_AllowMPE().Set(iWriteMPE);
+    const auto bytes = saved.Save();
+    Mdid_AllowMPE().Set(iReadMPE);
+    NotesAndLanes loaded;
+    loaded.Load(bytes);
+    RC_ASSERT(loaded.DescribeNotes() == saved.DescribeNotes());
+    RC_ASSERT(loaded.GetValues() == saved.GetValues());
+    if (iWriteMPE && iReadMPE)
+        RC_ASSERT(loaded.DescribeLanesOfNotes() == saved.DescribeLanesOfNotes());
+    else
+        RC_ASSERT(loaded.DescribeLanesOfNotes().empty());
+}
+
 // The first number of a step's first edit says how the step ends.
 enum EEnd
 {
@@ -374,7 +536,7 @@ void Expect(World& ioWorld, const World::Snapshot& iSnapshot)
     RC_ASSERT(ioWorld.IsSound());
 }
 
-RC_GTEST_PROP(UndoPrograms, EveryStopIsWhatItWas, (const std::vector<std::vector<Edit>>& iSteps, bool iSnap))
+RC_GTEST_PROP(EditPrograms, EveryStopIsWhatItWas, (const std::vector<std::vector<Edit>>& iSteps, bool iSnap))
 {
     const ScopedAllowMPE allow(true);
     const TickTimesMatter::Scoped snapping(iSnap);
@@ -411,7 +573,7 @@ RC_GTEST_PROP(UndoPrograms, EveryStopIsWhatItWas, (const std::vector<std::vector
 }
 
 // A saved state holds only what differs from the contents that it knows.
-TEST(UndoPrograms, AChangeThatSavesNoStateDropsTheHistory)
+TEST(EditPrograms, AChangeThatSavesNoStateDropsTheHistory)
 {
     Mdid_EventStream events(Ndo_Object::kUndoable, false);
     const auto change = {+[](Mdid_EventStream& ioEvents)
@@ -431,7 +593,7 @@ TEST(UndoPrograms, AChangeThatSavesNoStateDropsTheHistory)
 }
 
 // What was edited is what the history costs.
-TEST(UndoPrograms, AThousandSmallStepsInALongListHoldLittle)
+TEST(EditPrograms, AThousandSmallStepsInALongListHoldLittle)
 {
     Mdid_NoteList notes(Ndo_Object::kUndoable, false);
     for (int i = 0; i < 20'000; ++i)
