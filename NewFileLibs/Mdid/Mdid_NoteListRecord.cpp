@@ -391,16 +391,17 @@ void Mdid_NoteListBase::PrintList(std::ostream& ioStream) const
     ioStream << "NoteList at " << static_cast<const void*>(this) << "\nNotes: ";
     for (const Note& note : mNotes)
         ioStream << InThousandTicks(note.GetTime(), note.GetEndTime()) << " ("
-                 << InThousandTicks(note.GetTime() + note.GetQuantizeTimeDelta()) << ") " << int{note.GetPitch()}
-                 << ", ";
+                 << InThousandTicks(note.GetTime() + note.GetQuantizeTimeDelta()) << ") "
+                 << std::to_string(note.GetPitch()) << ", ";
     ioStream << "\nOriginal notes: ";
     for (const Note& note : mNotes)
         ioStream << InThousandTicks(note.GetTime(), note.GetTime() + note.GetOriginalDuration()) << ' '
-                 << int{note.GetOriginalPitch()} << ", ";
+                 << std::to_string(note.GetOriginalPitch()) << ", ";
     ioStream << "\nLong notes: ";
     if (iLongNoteListP)
         for (const Note& note : *iLongNoteListP)
-            ioStream << InThousandTicks(note.GetTime(), note.GetEndTime()) << ' ' << int{note.GetPitch()} << ", ";
+            ioStream << InThousandTicks(note.GetTime(), note.GetEndTime()) << ' ' << std::to_string(note.GetPitch())
+                     << ", ";
 }
 
 void Mdid_NoteListBase::PrintList() const
