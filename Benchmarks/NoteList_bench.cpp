@@ -10,7 +10,9 @@
 #include "Mdid/Mdid_NoteList.h"
 
 #include <algorithm>
+#include <memory>
 #include <random>
+#include <span>
 #include <vector>
 
 namespace
@@ -210,23 +212,26 @@ void BM_Write(benchmark::State& ioState)
     }
 }
 
-// Appends fields to a vector of bytes.
+// Puts fields one behind the other into memory of the right size.
 class PlainWriter
 {
 public:
+    explicit PlainWriter(std::size_t iSize) : mSize(iSize), mBytes(new unsigned char[iSize]), mCursorP(mBytes.get()) {}
+
     template <class... Fields>
     void Write(Fields... iFields)
     {
-        const std::size_t size = mBytes.size();
-        mBytes.resize(size + (sizeof(iFields) + ...));
-        unsigned char* destP = mBytes.data() + size;
-        ((std::memcpy(destP, &iFields, sizeof iFields), destP += sizeof iFields), ...);
+        ((std::memcpy(mCursorP, &iFields, sizeof iFields), mCursorP += sizeof iFields), ...);
     }
-    const std::vector<unsigned char>& GetBytes() const { return mBytes; }
+    std::span<const unsigned char> GetBytes() const { return {mBytes.get(), mSize}; }
 
 private:
-    std::vector<unsigned char> mBytes;
+    std::size_t mSize;
+    std::unique_ptr<unsigned char[]> mBytes;
+    unsigned char* mCursorP;
 };
+
+constexpr std::size_t kSizeOfRecord = kNumNotes * (35 + 11 + 18) + 4 + 8 + 10;
 
 std::int64_t Raw(Time_TypedLength iLength)
 {
@@ -254,7 +259,7 @@ void BM_WritePlainly(benchmark::State& ioState)
 {
     for (auto _ : ioState)
     {
-        PlainWriter writer;
+        PlainWriter writer(kSizeOfRecord);
         WritePlainly(MillionNotes(), writer);
         benchmark::DoNotOptimize(writer.GetBytes().data());
     }
@@ -279,7 +284,7 @@ void BM_Read(benchmark::State& ioState)
 class PlainReader
 {
 public:
-    explicit PlainReader(const std::vector<unsigned char>& iBytes) : mCursorP(iBytes.data()) {}
+    explicit PlainReader(std::span<const unsigned char> iBytes) : mCursorP(iBytes.data()) {}
 
     template <class T>
     T Read()
@@ -314,12 +319,14 @@ Note ReadNotePlainly(PlainReader& ioReader)
                 Mdid_NoteWithDurationEvent(0, pitch, original, onVelocity, offVelocity));
 }
 
-std::vector<Note> ReadPlainly(const std::vector<unsigned char>& iBytes)
+std::vector<Note> ReadPlainly(std::span<const unsigned char> iBytes)
 {
     PlainReader reader(iBytes);
-    std::vector<Note> notes(static_cast<std::size_t>(reader.Read<std::int32_t>()));
-    for (Note& note : notes)
-        note = ReadNotePlainly(reader);
+    const auto count = static_cast<std::size_t>(reader.Read<std::int32_t>());
+    std::vector<Note> notes;
+    notes.reserve(count);
+    while (notes.size() < count)
+        notes.push_back(ReadNotePlainly(reader));
     reader.Read<std::int64_t>();
     for (Note& note : notes)
     {
@@ -341,7 +348,7 @@ std::vector<Note> ReadPlainly(const std::vector<unsigned char>& iBytes)
 
 void BM_ReadPlainly(benchmark::State& ioState)
 {
-    PlainWriter writer;
+    PlainWriter writer(kSizeOfRecord);
     WritePlainly(MillionNotes(), writer);
     for (auto _ : ioState)
         benchmark::DoNotOptimize(ReadPlainly(writer.GetBytes()).data());

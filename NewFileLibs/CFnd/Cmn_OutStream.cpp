@@ -15,6 +15,8 @@ Cmn_OutStream::Cmn_OutStream() = default;
 
 Cmn_OutStream::~Cmn_OutStream() = default;
 
+void Cmn_OutStream::MakeRoomAhead(std::size_t /*iWanted*/) {}
+
 void Cmn_OutStream::Patch(std::int64_t iPosition, Bytes iBytes)
 {
     if (iPosition < 0 || std::ssize(iBytes) > GetPosition() - iPosition)
@@ -66,6 +68,11 @@ void Sys_MemoryOutStream::MakeRoom(std::size_t iWanted)
     SetBuffer({bytes.get(), capacity}, 0, written.size());
     mBytes = std::move(bytes);
     mCapacity = capacity;
+}
+
+void Sys_MemoryOutStream::MakeRoomAhead(std::size_t iWanted)
+{
+    MakeRoom(iWanted);
 }
 
 // Nothing ever leaves the buffer of a memory stream.

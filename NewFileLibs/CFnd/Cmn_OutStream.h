@@ -33,6 +33,14 @@ public:
         }
     }
 
+    // So many bytes are about to be written: what collects them takes the room at once instead of piece by piece.
+    // Throws std::bad_alloc.
+    void Expect(std::size_t iCount)
+    {
+        if (iCount > static_cast<std::size_t>(mEndP - mCursorP))
+            MakeRoomAhead(iCount);
+    }
+
     // Writes over bytes that were written before; the position stays. Past what was written: Sys_StreamException.
     void Patch(std::int64_t iPosition, Bytes iBytes);
 
@@ -41,6 +49,9 @@ protected:
 
     // Makes room for at least one more byte, iWanted of them if it can: through SetBuffer.
     virtual void MakeRoom(std::size_t iWanted) = 0;
+
+    // The same before the buffer is full, where that saves something.
+    virtual void MakeRoomAhead(std::size_t iWanted);
 
     // Writes over bytes that left the buffer.
     virtual void PatchDrained(std::int64_t iPosition, Bytes iBytes) = 0;
@@ -72,6 +83,7 @@ public:
 
 private:
     void MakeRoom(std::size_t iWanted) override;
+    void MakeRoomAhead(std::size_t iWanted) override;
     void PatchDrained(std::int64_t iPosition, Bytes iBytes) override;
 
     std::unique_ptr<unsigned char[]> mBytes;

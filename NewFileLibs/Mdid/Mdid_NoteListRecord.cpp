@@ -38,6 +38,8 @@ constexpr std::int32_t kOriginalSize = 11;
 constexpr std::int32_t kFlagsSize = 18;
 constexpr std::size_t kDeltasSize = 16;
 constexpr std::int16_t kNumFlagFields = 3;
+constexpr std::size_t kSizeInAll = kNoteSize + kOriginalSize + kFlagsSize;
+constexpr std::size_t kSizeOfCounts = 4 + 8 + 10;
 
 // Lines in the trace are cut at a kilobyte.
 constexpr std::size_t kTraceLineLength = 900;
@@ -168,6 +170,7 @@ void Mdid_NoteListBase::StreamOut(Sys_TypedOutStream& ioStream, Mdid_ContinuousD
 void Mdid_NoteListBase::StreamOutNotes(Sys_TypedOutStream& ioStream) const
 {
     const auto count = static_cast<std::int32_t>(mNotes.size());
+    ioStream.GetStream().Expect(mNotes.size() * kSizeInAll + kSizeOfCounts);
     ioStream.Write(count);
     for (const Note& note : mNotes)
     {
