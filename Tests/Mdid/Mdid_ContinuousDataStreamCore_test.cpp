@@ -118,6 +118,10 @@ TEST(Mdid_ContinuousDataStreamCore, AnswersAboutValues)
     lane.AddBreakpoint(Ticks(10), 1);                           // kept: saves
     lane.EraseEvent({Ticks(10), Mdid_ControllerEvent(3, 7, 9)});
     EXPECT_TRUE(lane.mSaves == 3 && lane.NumSegments() == 1);
+    Lane bend({{1, 1}}, true);
+    bend.SetSubStream(Mdie_SubStream::PitchBend());
+    bend.ReplaceData(&lane); // kept: takes over the flag, not the sub-stream
+    EXPECT_TRUE(!bend.GetSnapToCoarseTicks() && bend.GetSubStream().GetDataTypeIndex() == 0);
 }
 
 // Chases controller 7, and remembers what it was offered and asked for.

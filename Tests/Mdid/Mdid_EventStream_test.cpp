@@ -89,6 +89,7 @@ TEST(Mdid_EventStream, SavesStateOnlyWhenAnEditFindsSomething)
     RecordingAssertHandler asserts;
     source.NdoRestoreState(nullptr);
     EXPECT_EQ(asserts.Take(), std::vector<std::string>{"state@$^$@NewFileLibs/Mdid/Mdid_EventStream"});
+    EXPECT_EQ(source.size(), 2u);
 }
 
 TEST(Mdid_EventStream, OddOnPurpose)
@@ -105,6 +106,11 @@ TEST(Mdid_EventStream, OddOnPurpose)
         source.AddEvent({{time, kTick}, Mdid_Event()});
     source.EraseFromStream(&stream, {0, kTick}, {9999, kTick}, {});
     EXPECT_EQ(source.size(), 2u); // kept: null events where it looked go
+    Stream crossing(true);
+    crossing.AddEvent(Event(600, 1));                                  // goes to 1000
+    crossing.AddEvent({{20, Time_EType::kSample}, Mdid_StartEvent()}); // 800 ticks, stays
+    crossing.OffsetTimes({});
+    EXPECT_TRUE(crossing[0].GetTime() > crossing[1].GetTime()); // kept: no order is restored
 }
 
 struct Properties : Mdid_IRTProperties

@@ -34,6 +34,8 @@ TEST(Mdid_ExtendedEvent, CopiesShareControllersAndOwnTheirTrimExtension)
     copy.WritePerNoteControllers()->InsertStream(Mdie_SubStream::PitchBend(), false);
     EXPECT_TRUE(copy.GetPerNoteControllers()->size() == 1 && listP->empty());
     EXPECT_FALSE(listP->IsShared() || copy == note); // kept: notes are equal only with the very same list
+    EXPECT_EQ(Note::NoteCompare(note, copy), std::less<>()(listP, copy.GetPerNoteControllers())); // kept: by address
+    EXPECT_NE(Note::NoteCompare(note, copy), Note::NoteCompare(copy, note));
     copy = note;
     EXPECT_TRUE((copy = *&copy).IsIdenticalTo(note));
     const AllocationCounter counter;
@@ -51,8 +53,9 @@ TEST(Mdid_ExtendedEvent, WhatCannotBeWrittenIsReported)
     note.SetPerNoteControllers();
     EXPECT_EQ(note.WritePerNoteControllers(), nullptr);
     const ScopedAllowMPE allow(true);
-    note.WritePerNoteControllers();
+    EXPECT_EQ(note.WritePerNoteControllers(), nullptr);
     note.AdjustQuantizeTimeDelta({7, Time_EType::kSample});
+    EXPECT_EQ(note.GetQuantizeTimeDelta().AsInt64(), 0);
     const std::string where = "@$^$@NewFileLibs/Mdid/Mdid_ExtendedEvent";
     EXPECT_EQ(asserts.Take(), (std::vector{"sAllowMPE && mU.mBase.mType == kNoteWithDurationExtEvent" + where,
                                            "thisList" + where, "!bFail" + where}));
@@ -91,6 +94,9 @@ TEST(Mdid_ExtendedEvent, NotesHaveOneOrderWithPitchToMIDINotesAmongThem)
         for (const Note& right : kOrder)
             EXPECT_TRUE(Note::NoteCompare(left, right) == (&left < &right) && (left == right) == (&left == &right));
     EXPECT_TRUE(otherPitch == pitch && !Note::NoteCompare(pitch, otherPitch));
+    Note released = MakeNote(1, 60);
+    released.GetNote().SetOffVelocity(1);
+    EXPECT_TRUE(Note::EquivalentNoteOnCompare(released, MakeNote(1, 60))); // kept
     EXPECT_EQ(asserts.Take().size(), 0u);
 }
 

@@ -60,6 +60,7 @@ TEST(Mdid_NoteListRecord, TheRecordIsReadAndWrittenToTheLetter)
                                 "0100010000000000 3c 0100000000000000 00 40 0100000000000000 edffffffffffffff"
                                 "0100000000000000 3c fcffffffffffffff 00 40 0100000000000000 0000000000000000");
     EXPECT_EQ(Describe(shortNotes), "16384:60x1000 0:60x1 | 16384:60x1000 "); // kept: in the order of the stream
+    EXPECT_EQ(shortNotes[0].GetNote().GetVelocity() + shortNotes[1].GetNote().GetVelocity(), 0); // kept
     EXPECT_TRUE(shortNotes.DescribeSections() == "0 60 5 0|0 60 1 0|" && numMessages == 4);
 }
 

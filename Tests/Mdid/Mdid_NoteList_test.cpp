@@ -48,12 +48,17 @@ TEST(Mdid_NoteList, EditsKeepTheOrderAndTheLongNotesRight)
     const TickTimesMatter::Scoped matters(true);
     const ChunkNotes other{MakeNote(100, 64, 900), MakeNote(140, 60, 999), MakeNote(140, 60, 1500)};
     const std::pair<boost::function<void(ChunkNotes&)>, const char*> kCases[] = {
-        {[](auto& io) { io.EraseNote(MakeNote(140, 60, 7)); }, "100:64x900 | "}, // kept: the duration takes no part
+        {[](auto& io) {
+             io.EraseNote({Ticks(140), Mdid_NoteWithDurationEvent(0, 60, TickLength(7), 9, 1)});
+         },
+         "100:64x900 | "}, // kept: duration and off velocity take no part
         {[](auto& io) { io.OffsetTimes(TickLength(360)); }, "460:64x900 500:60x1000 | 500:60x1000 "}, // never snaps
         {[](auto& io) { io.OffsetStarts(TickLength(360)); }, "0:64x1000 1000:60x140 | 0:64x1000 "},
         {[](auto& io) { io.OffsetStarts({}); }, "0:60x1140 0:64x1000 | 0:60x1140 0:64x1000 "}, // in order again
         {[](auto& io) { io.OffsetDurations(TickLength(99)); }, "100:64x999 140:60x1099 | 140:60x1099 "},
         {[](auto& io) { io.OffsetPitches(TickLength(5)); }, "100:63x900 140:59x1000 | 140:59x1000 "}, // kept: inverted
+        {[](auto& io) { io.AddNote(MakeNote(150, 0, 1)), io.OffsetPitches(TickLength(5)); },
+         "100:64x900 140:60x1000 150:0x1 | 140:60x1000 "}, // kept: all or none
         {[](auto& io) { io.SetLongNoteDuration(TickLength(1)); }, "100:64x900 140:60x1000 | 140:60x1000 "}, // kept
         {[&](auto& io) { io.Erase(&other); }, "140:60x1000 | 140:60x1000 "}, // by start and whole event
         {[&](auto& io) { io.EraseTimeRange(Ticks(0), Ticks(140)), io.Merge(&other), io.EraseNote(other[0]); },

@@ -76,9 +76,11 @@ TEST(Mdie_SubStream, ComparesByWhatItsStreamTypeNeeds)
     const std::tuple<Stream, Stream, const char*> kCases[] = {
         {bend, Stream::Controller(1), "<"},
         {Lane(bend, 0, 1, 60, 5), Lane(bend, 0, 2, 61, 6), "="}, // kept: nothing but the index
+        {Lane(bend, 3, 1, 60, 5), Lane(bend, 3, 2, 61, 6), "="},
         {Lane(bend, 2, 1, 60, 5), Lane(bend, 2, 1, 61, 6), "="},
         {Lane(bend, 2, 1), Lane(bend, 2, 2), "<"},
         {Lane(bend, 4), Lane(bend, 4), ""}, // kept: not equal to itself
+        {Lane(bend, 1, 1, 60), Lane(bend, 1, 1, 61), "=<"},
         {Lane(bend, 4, 1, 60), Lane(bend, 4, 1, 61), "=<"},
         {Lane(bend, 5, 1, 61), Lane(bend, 5, 1, 60), "=>"},
         {Lane(bend, 4, 1, 60, 6), Lane(bend, 4, 1, 61, 5), ">"},
@@ -116,6 +118,7 @@ TEST(Mdie_SubStream, EveryKindMakesAndReadsItsEventsButTheNullKind)
         {Stream(Mdid_ControllerEvent(5, 0, 1), Stream::kPerNote), "subtype 0 stream type 4 channel 5"}, // kept
         {Stream(Stream::kPerNote, Mdid_Event::kController, 120), "subtype 120 stream type 4 channel 0"},
         {Stream(Stream::kPerNote, Mdid_Event::kPolyPressure, 60), "subtype 0 stream type 0 channel 0"}, // kept
+        {Stream(Stream::kPerNote, Mdid_Event::kProgram, 0), "subtype 0 stream type 0 channel 0"},
     };
     for (const auto& [lane, text] : kNulls)
         EXPECT_EQ(lane.Describe(), std::string("data type 0 ") + text + " pitch -1 velocity -1 time 0");
