@@ -110,12 +110,30 @@ TrackedPtr* Mdid_ContinuousDataStreamList::FindStream(const Mdie_SubStream& iSub
         data(), last, [&](const TrackedPtr& iStreamP) { return iStreamP && !(iStreamP->GetSubStream() < iSubStream); });
 }
 
+// Mostly it would be found at its place. Where ordinary lanes and lanes of a channel share an index, which the order
+// does not provide for, it may be anywhere among those of its index.
+bool Mdid_ContinuousDataStreamList::HoldsEqual(const TrackedPtr* iPlace, const Mdie_SubStream& iKey) const
+{
+    const TrackedPtr* const endP = data() + size();
+    if (iPlace != endP && *iPlace && (*iPlace)->GetSubStream() == iKey)
+        return true;
+    if (iKey.GetStreamType() != Mdie_SubStream::kOrdinary && iKey.GetStreamType() != Mdie_SubStream::kPerChannel)
+        return false;
+    const auto hasItsIndex = [index = iKey.GetDataTypeIndex()](const TrackedPtr& iLane)
+    { return iLane && iLane->GetSubStream().GetDataTypeIndex() == index; };
+    const TrackedPtr* firstP = iPlace;
+    while (firstP != data() && hasItsIndex(firstP[-1]))
+        --firstP;
+    const TrackedPtr* const lastP = std::find_if_not(iPlace, endP, hasItsIndex);
+    return std::any_of(firstP, lastP, [&iKey](const TrackedPtr& iLane) { return iLane->GetSubStream() == iKey; });
+}
+
 void Mdid_ContinuousDataStreamList::InsertStream(Mdid_ContinuousDataStream* iStreamP)
 {
     if (!iStreamP->GetSubStream().IsLane())
         Mdid_ThrowMessage(201); // "bad subtype encountered"
     const TrackedPtr* const place = FindStream(iStreamP->GetSubStream());
-    if (place != data() + size() && (*place)->GetSubStream() == iStreamP->GetSubStream())
+    if (HoldsEqual(place, iStreamP->GetSubStream()))
         Mdid_ThrowMessage(101); // "bad data encountered: stream not unique"
     insert(begin() + (place - data()), iStreamP);
 }

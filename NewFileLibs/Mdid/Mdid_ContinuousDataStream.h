@@ -98,6 +98,9 @@ public:
     // Inserts in its place. A lane of an equal key: std::runtime_error with message 101; a key that names no lane
     // (Mdie_SubStream::IsLane): with message 201. The list is as it was then.
     void InsertStream(Mdid_ContinuousDataStream* iStreamP);
+
+private:
+    bool HoldsEqual(const Ndo_TrackedPtr<Mdid_ContinuousDataStream>* iPlace, const Mdie_SubStream& iKey) const;
 };
 
 // Kept: compares the lanes of the left list with those at the same places of the right one, and nothing else: an empty
