@@ -270,6 +270,13 @@ public:
         mU.mNote.mDurationType = static_cast<signed char>(iDuration.GetType());
     }
 
+    // Channel, pitch and on velocity; nothing else takes part.
+    bool IsSameNoteOn(const Mdid_NoteWithDurationBase& iOther) const
+    {
+        return GetChannel() == iOther.GetChannel() && GetPitch() == iOther.GetPitch() &&
+               GetVelocity() == iOther.GetVelocity();
+    }
+
     // An on-velocity of 0 marks a note for deletion.
     void MarkForDeletion() { SetVelocity(0); }
 

@@ -204,10 +204,7 @@ bool Mdid_NoteWithDurationExtendedEvent::NoteCompare(const Mdid_NoteWithDuration
 bool Mdid_NoteWithDurationExtendedEvent::EquivalentNoteOnCompare(const Mdid_NoteWithDurationExtendedEvent& iA,
                                                                  const Mdid_NoteWithDurationExtendedEvent& iB)
 {
-    const Mdid_NoteWithDurationBase& a = iA.GetNote();
-    const Mdid_NoteWithDurationBase& b = iB.GetNote();
-    return iA.GetTime() == iB.GetTime() && a.GetChannel() == b.GetChannel() && a.GetPitch() == b.GetPitch() &&
-           a.GetVelocity() == b.GetVelocity();
+    return iA.GetTime() == iB.GetTime() && iA.GetNote().IsSameNoteOn(iB.GetNote());
 }
 
 bool Mdid_NoteWithDurationExtendedEvent::operator==(const Mdid_NoteWithDurationExtendedEvent& iOther) const

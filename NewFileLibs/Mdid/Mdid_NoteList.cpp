@@ -17,13 +17,6 @@ using Note = Mdid_NoteListBase::Note;
 constexpr int kFirstController = 1;
 constexpr int kLastController = 119;
 
-bool IsSameNoteOn(const Note& iNote, const Mdid_NoteWithDurationBase& iEvent)
-{
-    const Mdid_NoteWithDurationBase& note = iNote.GetNote();
-    return iNote.IsNoteWithDurationExtendedEvent() && note.GetChannel() == iEvent.GetChannel() &&
-           note.GetPitch() == iEvent.GetPitch() && note.GetVelocity() == iEvent.GetVelocity();
-}
-
 template <class Less>
 void SortIfNeeded(std::vector<Note>& ioNotes, Less iLess)
 {
@@ -227,7 +220,7 @@ Mdid_NoteListBase::const_iterator Mdid_NoteListBase::FindNote(const Mdie_TimedEv
     const Time_Typed time = iEvent.GetTime();
     const auto& event = iEvent.GetEvent().As<Mdid_NoteWithDurationBase>();
     for (auto note = LowerBound(time); note != end() && note->GetTime() == time; ++note)
-        if (IsSameNoteOn(*note, event))
+        if (note->IsNoteWithDurationExtendedEvent() && note->GetNote().IsSameNoteOn(event)) // not one that is out
             return note;
     return end();
 }
