@@ -7,6 +7,7 @@
 #include "MFnd/Time_Globals.h"
 #include "MFnd/Time_TypedDefs.h"
 #include "Mdid/Mdid_Messages.h"
+#include "Mdid/Mdid_SortIfNeeded_Private.h"
 
 #include <algorithm>
 #include <array>
@@ -55,13 +56,6 @@ Segments MergedWithoutEqualTimes(const Segments& iFirst, const Segments& iSecond
             merged.push_back(next);
     }
     return merged;
-}
-
-// Shifted or snapped, times of different kinds may have changed places.
-void SortIfNeeded(std::vector<Segment>& ioSegments)
-{
-    if (!std::ranges::is_sorted(ioSegments, {}, &Segment::mTime))
-        std::ranges::stable_sort(ioSegments, {}, &Segment::mTime);
 }
 
 } // namespace
@@ -169,7 +163,7 @@ void Mdid_ContinuousDataStreamCore::MergeBlock(const_iterator iFirst, const_iter
             if (isSnapping && segment.mTime.GetType() == Time_EType::kTick)
                 segment.mTime = Time_Convert::SnapToCoarseInternalTick(segment.mTime);
         }
-        SortIfNeeded(block);
+        Mdid_SortIfNeeded(block, std::ranges::less(), &Segment::mTime); // kinds may have passed each other
     }
 
     Segments merged = MergedWithoutEqualTimes(block, mSegments);
@@ -232,7 +226,7 @@ void Mdid_ContinuousDataStreamCore::OffsetTimes(Time_TypedLength iDelta)
         if (isSnapping)
             segment.mTime = Time_Convert::SnapToCoarseInternalTick(segment.mTime);
     }
-    SortIfNeeded(shifted);
+    Mdid_SortIfNeeded(shifted, std::ranges::less(), &Segment::mTime);
     ReplaceSegments(std::move(shifted));
 }
 

@@ -7,6 +7,7 @@
 #include "MFnd/Time_Globals.h"
 #include "Mdid/Mdid_ExtendedEventList.h"
 #include "Mdid/Mdid_IRTProperties.h"
+#include "Mdid/Mdid_SortIfNeeded_Private.h"
 #include "Mdid/Mdid_SysexEvent.h"
 
 #include <algorithm>
@@ -217,8 +218,7 @@ void Mdid_EventStream::AddFromStream(const Mdid_EventStream* iSrc, Time_Typed iS
         return;
 
     ShiftTimes(block, iOffset, mQuantizeContents);
-    if (!std::ranges::is_sorted(block, {}, kTimeOf)) // kinds of time that were shifted or snapped past each other
-        std::ranges::stable_sort(block, {}, kTimeOf);
+    Mdid_SortIfNeeded(block, std::ranges::less(), kTimeOf); // kinds may have passed each other
 
     NdoAboutToModify();
     const auto count = std::ssize(block);

@@ -4,6 +4,7 @@
 #include "MFnd/Time_Convert.h"
 #include "MFnd/Time_Globals.h"
 #include "Mdid/Mdid_PerNoteControllerList.h"
+#include "Mdid/Mdid_SortIfNeeded_Private.h"
 #include "Mdid/Mdid_TrimmedNotesContext.h"
 
 #include <algorithm>
@@ -16,13 +17,6 @@ using Note = Mdid_NoteListBase::Note;
 
 constexpr int kFirstController = 1;
 constexpr int kLastController = 119;
-
-template <class Less>
-void SortIfNeeded(std::vector<Note>& ioNotes, Less iLess)
-{
-    if (!std::ranges::is_sorted(ioNotes, iLess))
-        std::ranges::stable_sort(ioNotes, iLess);
-}
 
 bool HavePerNoteControllers(const std::vector<Note>& iNotes)
 {
@@ -266,7 +260,7 @@ void Mdid_NoteListBase::ReplaceData(const Mdid_NoteListBase* iOther)
     mSnapToCoarseTicks = iOther->mSnapToCoarseTicks;
     mIsMPE = iOther->mIsMPE;
     mNotes = std::move(notes);
-    SortIfNeeded(mNotes, PlaceLess);
+    Mdid_SortIfNeeded(mNotes, PlaceLess);
     RegenerateLongNoteList();
 }
 
@@ -366,7 +360,7 @@ void Mdid_NoteListBase::Merge(const Mdid_NoteListBase* iOther)
         return;
     CompleteReturns();
     Notes incoming = FilteredCopy(iOther->begin(), iOther->end());
-    SortIfNeeded(incoming, NoteLess());
+    Mdid_SortIfNeeded(incoming, NoteLess());
     NdoAboutToModify();
     const bool isMPE = mIsMPE || HavePerNoteControllers(incoming);
     const auto firstAffected =
@@ -398,7 +392,7 @@ void Mdid_NoteListBase::CopyTimeRange(Mdid_NoteListBase* oCopyDestP, Time_Typed 
     const auto [first, last] = FindRange(iStart, iEnd);
     Notes notes = oCopyDestP->FilteredCopy(first, last);
     if (oCopyDestP->IsFiltering() || mIsDirty)
-        SortIfNeeded(notes, NoteLess());
+        Mdid_SortIfNeeded(notes, NoteLess());
     if (notes.empty() && oCopyDestP->empty() && !oCopyDestP->mIsMPE)
         return;
     oCopyDestP->NdoAboutToModify();
@@ -426,7 +420,7 @@ void Mdid_NoteListBase::OffsetTimes(Time_TypedLength iDelta)
     NdoAboutToModify();
     for (Note& note : mNotes)
         note.SetTime(note.GetTime() + iDelta);
-    SortIfNeeded(mNotes, NoteLess());
+    Mdid_SortIfNeeded(mNotes, NoteLess());
     EditLongNotes([&](Mdid_NoteListBase& ioLongNotes) { ioLongNotes.OffsetTimes(iDelta); });
 }
 
@@ -442,7 +436,7 @@ void Mdid_NoteListBase::OffsetStarts(Time_TypedLength iDelta)
         note.SetTime(QuantizeTimeConditional(note.GetTime() + iDelta));
         note.GetNote().SetDuration(end - note.GetTime());
     }
-    SortIfNeeded(mNotes, NoteLess());
+    Mdid_SortIfNeeded(mNotes, NoteLess());
     RegenerateLongNoteList();
 }
 
@@ -454,7 +448,7 @@ void Mdid_NoteListBase::OffsetDurations(Time_TypedLength iDelta)
     NdoAboutToModify();
     for (Note& note : mNotes)
         note.GetNote().SetDuration(note.GetNote().GetDuration() + iDelta);
-    SortIfNeeded(mNotes, NoteLess());
+    Mdid_SortIfNeeded(mNotes, NoteLess());
     RegenerateLongNoteList();
 }
 
@@ -504,7 +498,7 @@ void Mdid_NoteListBase::RegenerateLongNoteList()
     mAreLongNotesStale = true;
     Mdid_NoteListBase& list = *iLongNoteListP;
     Notes notes = CopyLongNotes();
-    SortIfNeeded(notes, PlaceLess);
+    Mdid_SortIfNeeded(notes, PlaceLess);
     const bool isMPE = HavePerNoteControllers(notes);
     if (list.mIsMPE != isMPE || !std::ranges::equal(list.mNotes, notes, AreIdentical))
     {
