@@ -88,8 +88,14 @@ bool Mdid_ContinuousDataStreamCore::IsSnapping() const
 void Mdid_ContinuousDataStreamCore::AddBreakpoint(Time_Typed iTime, int iValue)
 {
     AboutToModify();
+    // A recording grows at its end.
+    if (mSegments.empty() || mSegments.back().mTime < iTime)
+    {
+        mSegments.push_back({iTime, iValue});
+        return;
+    }
     const auto place = mSegments.begin() + (LowerBound(iTime) - mSegments.cbegin());
-    if (place == mSegments.end() || place->mTime != iTime)
+    if (place->mTime != iTime)
     {
         mSegments.insert(place, {iTime, iValue});
         return;
