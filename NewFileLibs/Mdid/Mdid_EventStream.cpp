@@ -166,7 +166,13 @@ private:
 };
 
 Mdid_EventStream::Mdid_EventStream(EUndoFlag iUndoFlag, bool iQuantizeContents)
+    : Mdid_EventStream(iUndoFlag, iQuantizeContents, {})
+{
+}
+
+Mdid_EventStream::Mdid_EventStream(EUndoFlag iUndoFlag, bool iQuantizeContents, std::vector<Mdie_TimedEvent> iEvents)
     : Ndo_Object(iUndoFlag),
+      mEvents(std::move(iEvents)),
       mQuantizeContents(iQuantizeContents)
 {
 }
@@ -357,6 +363,12 @@ Mdid_EventStreamTimedEventsInRangeIter& Mdid_EventStreamTimedEventsInRangeIter::
 {
     ++mCurrent;
     return *this;
+}
+
+Mdid_EventStreamExtendedEventsInRangeIter::Mdid_EventStreamExtendedEventsInRangeIter(const Mdid_EventStream* iStreamP)
+{
+    if (iStreamP)
+        std::tie(mCurrent, mEnd) = std::pair(iStreamP->begin(), iStreamP->end());
 }
 
 Mdid_EventStreamExtendedEventsInRangeIter::Mdid_EventStreamExtendedEventsInRangeIter(const Mdid_EventStream* iStreamP,

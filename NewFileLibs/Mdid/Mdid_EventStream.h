@@ -28,6 +28,8 @@ public:
     // iQuantizeContents: what OffsetTimes and AddFromStream shift goes to the coarse tick grid afterwards, when tick
     // times matter.
     Mdid_EventStream(EUndoFlag iUndoFlag, bool iQuantizeContents);
+    // iEvents: ascending by time.
+    Mdid_EventStream(EUndoFlag iUndoFlag, bool iQuantizeContents, std::vector<Mdie_TimedEvent> iEvents);
     Mdid_EventStream(const Mdid_EventStream&) = default;
     Mdid_EventStream(Mdid_EventStream&&) noexcept = default;
     Mdid_EventStream& operator=(const Mdid_EventStream&) = default;
@@ -127,16 +129,18 @@ private:
     Mdid_EventStream::const_iterator mEnd{};
 };
 
-// The same range as extended events without extension.
+// The same ranges as extended events without extension.
 class MDID_EXPORT Mdid_EventStreamExtendedEventsInRangeIter
 {
 public:
     Mdid_EventStreamExtendedEventsInRangeIter() = default;
+    explicit Mdid_EventStreamExtendedEventsInRangeIter(const Mdid_EventStream* iStreamP);
     Mdid_EventStreamExtendedEventsInRangeIter(const Mdid_EventStream* iStreamP, Time_Typed iStart, Time_Typed iEnd);
 
     bool IsMore() const { return mCurrent != mEnd; }
     Mdid_EventStreamExtendedEventsInRangeIter& operator++();
     Mdid_ExtendedEvent operator*() const;
+    const Mdie_TimedEvent& GetTimedEvent() const { return *mCurrent; } // as it is stored
 
 private:
     Mdid_EventStream::const_iterator mCurrent{};

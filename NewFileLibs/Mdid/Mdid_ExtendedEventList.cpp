@@ -20,7 +20,9 @@ std::unique_ptr<List> CopyOf(const List* iListP)
 template <class List, class Ordering>
 void SortFrom(List& ioList, std::size_t iFromIndex, Ordering iOrdering)
 {
-    std::sort(ioList.begin() + static_cast<std::ptrdiff_t>(iFromIndex), ioList.end(), iOrdering);
+    const auto first = ioList.begin() + static_cast<std::ptrdiff_t>(iFromIndex);
+    if (!std::is_sorted(first, ioList.end(), iOrdering))
+        std::stable_sort(first, ioList.end(), iOrdering);
 }
 
 // What is returned where there is nothing to return.

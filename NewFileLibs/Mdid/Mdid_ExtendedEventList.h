@@ -64,7 +64,8 @@ public:
     Mdid_ExtendedEventList* GetExtendedEventList() const { return mExtListP; }
     Mdid_DisplayItemList* GetDisplayList() const { return mDisplayItemListP; }
 
-    // Brings the elements from iFromIndex on into playback order. Not stable. Nothing when iFromIndex >= size().
+    // Brings the elements from iFromIndex on into playback order; equal ones stay in theirs. Linear when nothing has to
+    // move. Nothing when iFromIndex >= size().
     void sort(std::size_t iFromIndex);
 
     // How a query delivers an event. To a display item list as an item built of it (a note as a note), with iFlag and
