@@ -47,3 +47,18 @@ public:
 private:
     Iterator mIterator;
 };
+
+// What an iterator has yet to yield, for range-based loops. The iterator has IsMore and an EndSentinel.
+template <class Iterator>
+class Mdid_IteratorRange
+{
+public:
+    explicit Mdid_IteratorRange(Iterator iBegin) : mBegin(std::move(iBegin)) {}
+
+    Iterator begin() const { return mBegin; }
+    typename Iterator::EndSentinel end() const { return {}; }
+    bool empty() const { return !mBegin.IsMore(); }
+
+private:
+    Iterator mBegin;
+};

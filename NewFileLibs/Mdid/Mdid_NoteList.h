@@ -17,6 +17,7 @@
 
 class Cmn_XMLNode;
 class Mdid_ContinuousDataStream;
+class Mdid_Chunk;
 class Mdid_ContinuousDataStreamList;
 class Mdid_TrimmedNotesContext;
 class Mdie_SubStream;
@@ -101,6 +102,10 @@ class MDID_EXPORT Mdid_NoteListBase : public Ndo_Object
 public:
     using Note = Mdid_NoteWithDurationExtendedEvent;
     using const_iterator = std::vector<Note>::const_iterator;
+
+    // Mdid_NoteListIterators.h
+    class NotesInRangeIter;
+    class NotesExtendedEventInRangeIter;
 
     // iSnapToCoarseTicks: when tick times matter, OffsetStarts and returned notes go to the coarse tick grid.
     Mdid_NoteListBase(EUndoFlag iUndoFlag, bool iSnapToCoarseTicks);
@@ -261,6 +266,8 @@ public:
     bool CheckInvariants() const;
 
 protected:
+    friend class Mdid_Chunk; // attaches the list of long notes
+
     // Takes ownership; the list must be undoable exactly when this one is, otherwise it is reported and thrown as
     // Cmn_AssertException, and nothing changes. Does not sort out the long notes.
     void SetLongNoteList(Ndo_AutoPtr<Mdid_NoteListBase> iLongNoteListP, Time_TickLength iTickLength,
