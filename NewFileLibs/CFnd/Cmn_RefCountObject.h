@@ -15,6 +15,7 @@ public:
     Cmn_RefCountObject(const Cmn_RefCountObject&) = delete;
     Cmn_RefCountObject& operator=(const Cmn_RefCountObject&) = delete;
 
+    int GetReferenceCount() const { return mCount; }
     void AddReference() const { ++mCount; }
     void RemoveReference() const
     {
