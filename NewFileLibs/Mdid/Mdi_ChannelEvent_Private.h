@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Mdid/Mdi_Status_Private.h"
+#include "Mdid/Mdi_Status.h"
 #include "Mdid/Mdid_EventTypes.h"
 
 #include <array>

@@ -4,7 +4,8 @@
 #include "CFnd/I18N_Utils.h"
 #include "CFnd/Sys_StreamException.h"
 #include "Mdid/Mdi_ChannelEvent_Private.h"
-#include "Mdid/Mdi_Status_Private.h"
+#include "Mdid/Mdi_Meta.h"
+#include "Mdid/Mdi_Status.h"
 #include "Mdid/Mdid_Messages.h"
 #include "Mdid/Mdid_SysexEvent.h"
 
@@ -16,17 +17,6 @@
 
 namespace
 {
-
-constexpr unsigned char kMetaText = 0x01;
-constexpr unsigned char kMetaTrackName = 0x03;
-constexpr unsigned char kMetaInstrumentName = 0x04;
-constexpr unsigned char kMetaMarker = 0x06;
-constexpr unsigned char kMetaChannel = 0x20;
-constexpr unsigned char kMetaEndOfTrack = 0x2F;
-constexpr unsigned char kMetaTempo = 0x51;
-constexpr unsigned char kMetaSMPTEOffset = 0x54;
-constexpr unsigned char kMetaMeter = 0x58;
-constexpr unsigned char kMetaKey = 0x59;
 
 constexpr std::int32_t kHeaderLength = 6;
 constexpr std::int16_t kNumFormats = 3;
@@ -396,20 +386,20 @@ void Mdi_MidiFileParser::ReadMetaEvent()
     const std::uint32_t length = ReadVariableLength();
     switch (type)
     {
-    case kMetaText:
-    case kMetaTrackName:
-    case kMetaInstrumentName:
-    case kMetaMarker:
+    case Mdi_Meta::kText:
+    case Mdi_Meta::kTrackName:
+    case Mdi_Meta::kInstrumentName:
+    case Mdi_Meta::kMarker:
         return ReadTextMetaEvent(type, length);
-    case kMetaChannel:
+    case Mdi_Meta::kChannelPrefix:
         return ReadChannelPrefix(length);
-    case kMetaEndOfTrack:
+    case Mdi_Meta::kEndOfTrack:
         CheckLength(length, 0, 107); // "bad length for End of Track meta-event encountered"
         return mClient.RxEndOfTrack(Now());
-    case kMetaTempo:
-    case kMetaSMPTEOffset:
-    case kMetaMeter:
-    case kMetaKey:
+    case Mdi_Meta::kTempo:
+    case Mdi_Meta::kSMPTEOffset:
+    case Mdi_Meta::kMeter:
+    case Mdi_Meta::kKey:
         // Kept: a pass that does not want them does not look at their length either.
         return mPass == kMapPass ? ReadMapMetaEvent(type, length) : mStream.Skip(length);
     default:
@@ -420,18 +410,18 @@ void Mdi_MidiFileParser::ReadMetaEvent()
 
 void Mdi_MidiFileParser::ReadTextMetaEvent(unsigned char iType, std::uint32_t iLength)
 {
-    const bool isWanted = iType == kMetaMarker ? mPass == kGlobalPass && mCanImportMarkers : mPass == kTrackPass;
+    const bool isWanted = iType == Mdi_Meta::kMarker ? mPass == kGlobalPass && mCanImportMarkers : mPass == kTrackPass;
     if (!isWanted)
         return mStream.Skip(iLength);
 
     const std::string text = ReadText255(iLength);
     switch (iType)
     {
-    case kMetaText:
+    case Mdi_Meta::kText:
         return mClient.RxTrackComment(text);
-    case kMetaTrackName:
+    case Mdi_Meta::kTrackName:
         return mClient.RxTrackName(text);
-    case kMetaInstrumentName:
+    case Mdi_Meta::kInstrumentName:
         return mClient.RxTrackInstrumentName(text);
     default:
         return mClient.RxMarker(Now(), text);
@@ -461,14 +451,14 @@ void Mdi_MidiFileParser::ReadMapMetaEvent(unsigned char iType, std::uint32_t iLe
 {
     switch (iType)
     {
-    case kMetaTempo:
+    case Mdi_Meta::kTempo:
         CheckLength(iLength, 3, 109); // "unknown length for tempo meta-event encountered"
         return ReadTempo();
-    case kMetaSMPTEOffset:
+    case Mdi_Meta::kSMPTEOffset:
         if (iLength != 5)
             throw Mdid_LoadMessage(110); // "unknown length for SMPTE Offset meta-event"
         return ReadSMPTEOffset();
-    case kMetaMeter:
+    case Mdi_Meta::kMeter:
         CheckLength(iLength, 4, 112); // "unknown length for Time Signature meta-event encountered"
         return ReadMeter();
     default:

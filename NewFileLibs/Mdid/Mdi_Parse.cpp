@@ -1,7 +1,7 @@
 #include "Mdid/Mdi_Parse.h"
 
 #include "Mdid/Mdi_ChannelEvent_Private.h"
-#include "Mdid/Mdi_Status_Private.h"
+#include "Mdid/Mdi_Status.h"
 #include "Mdid/Mdid_Options.h"
 #include "QuorPlatformSupport/SPSStartupOption.h"
 

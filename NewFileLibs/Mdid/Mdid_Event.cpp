@@ -2,7 +2,7 @@
 
 #include "CFnd/Cmn_Assert.h"
 #include "CFnd/Sys_StdStreamHeader.h"
-#include "Mdid/Mdi_Status_Private.h"
+#include "Mdid/Mdi_Status.h"
 #include "Mdid/Mdid_EventTypes.h"
 #include "Mdid/Mdid_SysexEvent.h"
 #include "Mdid/Mdie_SysexDataBase.h"

@@ -3,7 +3,7 @@
 #include "CFnd/Cmn_Assert.h"
 #include "CFnd/Sys_TypedStream.h"
 #include "MFnd/Mem2_MasterAllocator.h"
-#include "Mdid/Mdi_Status_Private.h"
+#include "Mdid/Mdi_Status.h"
 #include "Mdid/Mdie_SysexDataBase.h"
 #include "QuorPlatformSupport/PSUtil_Trace.h"
 
