@@ -250,6 +250,13 @@ Mdid_NoteListBase::Notes Mdid_NoteListBase::FilteredCopy(const_iterator iFirst, 
     return notes;
 }
 
+void Mdid_NoteListBase::SetSnapToCoarseTicks(bool iSnap)
+{
+    mSnapToCoarseTicks = iSnap;
+    if (iLongNoteListP)
+        iLongNoteListP->mSnapToCoarseTicks = iSnap;
+}
+
 void Mdid_NoteListBase::ReplaceData(const Mdid_NoteListBase* iOther)
 {
     if (!iOther || iOther == this)

@@ -241,9 +241,9 @@ public:
     // Writes the notes. What comes back is not quite the same: pitch-to-MIDI notes (22) as type 3 without their
     // fractional pitch, durations below 1 as 1,000 ticks or 1 of another kind; source stamps, thresholds, and what was
     // trimmed off notes of a list without context do not come back. With "AllowMPE", adds a temporary lane for each
-    // per-note lane to ioLanes, made with undo flag 0 and of stream type 4, to be written with the chunk's lanes and
-    // deleted by the caller (NdoDelete). When an exception leaves, ioLanes is as it was. Afterwards posts
-    // Mdid_N10n_MIDISerializingTrimmedNotes, if there are any.
+    // per-note lane to ioLanes (and an empty one for a note without it behind an equal note-on with it), made with undo
+    // flag 0 and of stream type 4, to be written with the chunk's lanes and deleted by the caller (NdoDelete). When an
+    // exception leaves, ioLanes is as it was. Afterwards posts Mdid_N10n_MIDISerializingTrimmedNotes, if there are any.
     void StreamOut(Sys_TypedOutStream& ioStream, Mdid_ContinuousDataStreamList& ioLanes) const;
 
     // Replaces the notes, in the order of the stream. Throws Sys_StreamException, std::runtime_error with message 100
@@ -345,6 +345,7 @@ private:
     void ReturnToken(Mdid_BorrowedElement& ioElement);
     void CompleteBatch();
     void CompleteReading();
+    void DropStandIns(const std::vector<std::size_t>& iNoteOns);
     bool SnapReturned();
     void IndexNoteOns();
     const Note* FindIndexedNote(const Mdie_TimedEvent& iNoteOn, Time_EType iKind, const Mdie_SubStream& iLane) const;
@@ -361,6 +362,9 @@ private:
     bool StreamInOriginals(Sys_TypedInStream& ioStream);
     void StreamInFlags(Sys_TypedInStream& ioStream);
     void SetTrimmedOff(Note& ioNote, const Mdid_TrimmedNoteExtension& iExtension);
+
+    // Undo state has been saved.
+    void SetSnapToCoarseTicks(bool iSnap);
 
     bool mSnapToCoarseTicks;
     bool mIsMPE = false;

@@ -21,6 +21,8 @@
 #include <ostream>
 #include <sstream>
 #include <string>
+#include <tuple>
+#include <vector>
 
 namespace
 {
@@ -143,6 +145,83 @@ bool SkipSection(Sys_TypedInStream& ioStream, std::int64_t iCount, std::int64_t 
     return true;
 }
 
+// A note without channel is read back on channel 0.
+signed char ChannelReadBack(const Note& iNote)
+{
+    return std::max<signed char>(iNote.GetEvent().GetChannel(), 0);
+}
+
+// An empty lane of a note that has none of its index.
+struct StandIn
+{
+    std::size_t mNote;
+    Mdie_SubStream mKey;
+};
+
+// What a stream tells of a note-on beside its time, and the place of the note.
+using NoteOnPlace = std::tuple<Time_EType, signed char, signed char, signed char, std::size_t>;
+
+bool IsSameNoteOn(const NoteOnPlace& iA, const NoteOnPlace& iB)
+{
+    NoteOnPlace other = iB;
+    std::get<std::size_t>(other) = std::get<std::size_t>(iA);
+    return iA == other;
+}
+
+// The notes of one time, those of one note-on together and in order.
+std::vector<NoteOnPlace> SortedNoteOns(const std::vector<Note>& iNotes, std::size_t iFirst, std::size_t iLast)
+{
+    std::vector<NoteOnPlace> places;
+    places.reserve(iLast - iFirst);
+    for (std::size_t i = iFirst; i < iLast; ++i)
+        places.emplace_back(iNotes[i].GetTime().GetType(), ChannelReadBack(iNotes[i]), iNotes[i].GetPitch(),
+                            iNotes[i].GetNote().GetVelocity(), i);
+    std::ranges::sort(places);
+    return places;
+}
+
+bool HasLane(const Note& iNote, int iIndex)
+{
+    if (!iNote.HasPerNoteControllers())
+        return false;
+    const auto& lanes = *iNote.GetPerNoteControllers();
+    return std::ranges::any_of(lanes, [iIndex](const Mdid_PerNoteDataStream& i)
+                               { return i.GetSubStream().GetDataTypeIndex() == iIndex; });
+}
+
+// Saved lanes of equal note-ons know their notes by their number alone: the first one is the last note's. So a note
+// without a lane gets an empty one when a note before it has one. Ascending by note.
+std::vector<StandIn> FindStandIns(const std::vector<Note>& iNotes)
+{
+    std::vector<StandIn> standIns;
+    std::vector<Mdie_SubStream> seen; // of the notes before
+    for (std::size_t first = 0, last = 0; first < iNotes.size(); first = last)
+    {
+        bool isAnyWithLanes = false;
+        for (; last < iNotes.size() && iNotes[last].GetTime() == iNotes[first].GetTime(); ++last)
+            isAnyWithLanes |= iNotes[last].HasPerNoteControllers();
+        if (!isAnyWithLanes || last == first + 1)
+            continue;
+        const std::vector<NoteOnPlace> places = SortedNoteOns(iNotes, first, last);
+        for (auto place = places.begin(); place != places.end(); ++place)
+        {
+            if (place == places.begin() || !IsSameNoteOn(*place, place[-1]))
+                seen.clear();
+            const std::size_t i = std::get<std::size_t>(*place);
+            for (const Mdie_SubStream& key : seen)
+                if (!HasLane(iNotes[i], key.GetDataTypeIndex()))
+                    standIns.push_back({i, key});
+            if (iNotes[i].HasPerNoteControllers())
+                for (const Mdid_PerNoteDataStream& lane : *iNotes[i].GetPerNoteControllers())
+                    if (std::ranges::find(seen, lane.GetSubStream().GetDataTypeIndex(),
+                                          &Mdie_SubStream::GetDataTypeIndex) == seen.end())
+                        seen.push_back(lane.GetSubStream());
+        }
+    }
+    std::ranges::stable_sort(standIns, {}, &StandIn::mNote);
+    return standIns;
+}
+
 } // namespace
 
 // "MdNLB", version 3:
@@ -208,20 +287,23 @@ void Mdid_NoteListBase::StreamOutNotes(Sys_TypedOutStream& ioStream) const
 Mdid_NoteListBase::Lanes Mdid_NoteListBase::MakeLanes() const
 {
     Lanes lanes;
-    for (const Note& note : mNotes)
+    const auto add = [&lanes](const Note& iNote, Mdie_SubStream iKey, bool iSnapToCoarseTicks)
     {
-        if (!note.HasPerNoteControllers())
-            continue;
-        for (const Mdid_PerNoteDataStream& stream : *note.GetPerNoteControllers())
-        {
-            Mdie_SubStream key = stream.GetSubStream();
-            key.LinkToNote(note);
-            // Not undoable: saving leaves no traces in the history.
-            Ndo_unique_ptr<Mdid_ContinuousDataStream> laneP(
-                new Mdid_ContinuousDataStream(key, kNotUndoable, stream.GetSnapToCoarseTicks()));
-            laneP->ReplaceData(&stream);
-            lanes.push_back(std::move(laneP));
-        }
+        iKey.LinkToNote(iNote);
+        iKey.SetChannel(ChannelReadBack(iNote));
+        // Not undoable: saving leaves no traces in the history.
+        lanes.push_back(Lanes::value_type(new Mdid_ContinuousDataStream(iKey, kNotUndoable, iSnapToCoarseTicks)));
+        return lanes.back().get();
+    };
+    const std::vector<StandIn> standIns = FindStandIns(mNotes);
+    auto standIn = standIns.begin();
+    for (std::size_t i = 0; i < mNotes.size(); ++i)
+    {
+        if (mNotes[i].HasPerNoteControllers())
+            for (const Mdid_PerNoteDataStream& stream : *mNotes[i].GetPerNoteControllers())
+                add(mNotes[i], stream.GetSubStream(), stream.GetSnapToCoarseTicks())->ReplaceData(&stream);
+        for (; standIn != standIns.end() && standIn->mNote == i; ++standIn)
+            add(mNotes[i], standIn->mKey, mSnapToCoarseTicks);
     }
     // Lanes with one key, of equal note-ons, stand in the reverse order of their notes.
     std::ranges::reverse(lanes);

@@ -9,10 +9,12 @@
 
 #include <algorithm>
 #include <array>
+#include <bitset>
 #include <functional>
 #include <iterator>
 #include <numeric>
 #include <tuple>
+#include <utility>
 
 namespace
 {
@@ -68,6 +70,32 @@ struct NoteOnKey
         return std::tie(iA.mKind, iA.mEvent) < std::tie(iB.mKind, iB.mEvent);
     }
 };
+
+using LaneIndices = std::bitset<Mdie_SubStream::GetNumIndices()>;
+
+std::size_t IndexOf(const Mdid_PerNoteDataStream& iLane)
+{
+    return static_cast<std::size_t>(iLane.GetSubStream().GetDataTypeIndex());
+}
+
+// Those whose index is among the seen ones; the others are seen then.
+void DropEmptyLanes(Note& ioNote, LaneIndices& ioSeen)
+{
+    const auto isStandIn = [&](const Mdid_PerNoteDataStream& iLane)
+    { return iLane.IsEmpty() && ioSeen[IndexOf(iLane)]; };
+    if (std::ranges::any_of(*ioNote.GetPerNoteControllers(), isStandIn))
+    {
+        Mdid_PerNoteControllerList* const lanesP = ioNote.WritePerNoteControllers();
+        if (lanesP == nullptr)
+            return;
+        for (auto lane = lanesP->begin(); lane != lanesP->end();)
+            lane = isStandIn(*lane) ? lanesP->EraseStream(lane) : std::next(lane);
+        if (lanesP->empty())
+            return ioNote.ClearPerNoteControllers();
+    }
+    for (const Mdid_PerNoteDataStream& lane : *ioNote.GetPerNoteControllers())
+        ioSeen.set(IndexOf(lane));
+}
 
 Ndo_ObjectID IdOf(const Mdid_TrimmedNotesContext* iContextP)
 {
@@ -294,13 +322,28 @@ bool Mdid_NoteListBase::SnapReturned()
 
 void Mdid_NoteListBase::CompleteReading()
 {
-    mNoteOns.clear();
+    const std::vector<std::size_t> noteOns = std::exchange(mNoteOns, {});
     if (mBorrowedWhileReading.empty())
         return;
     NdoAboutToModify();
+    DropStandIns(noteOns);
     if (SnapReturned() || !std::ranges::is_sorted(mNotes, {}, &Note::GetTime))
         std::ranges::stable_sort(mNotes, PlaceLess);
     RegenerateLongNoteList();
+}
+
+// Empty lanes stand for none where a note of the same note-on before them has one.
+void Mdid_NoteListBase::DropStandIns(const std::vector<std::size_t>& iNoteOns)
+{
+    LaneIndices seen;
+    for (std::size_t i = 0; i < iNoteOns.size(); ++i)
+    {
+        Note& note = mNotes[iNoteOns[i]];
+        if (i > 0 && NoteOnKey(mNotes[iNoteOns[i - 1]]) < NoteOnKey(note))
+            seen.reset();
+        if (note.HasPerNoteControllers())
+            DropEmptyLanes(note, seen);
+    }
 }
 
 // Before every edit that moves notes: returned ones are known by their positions.

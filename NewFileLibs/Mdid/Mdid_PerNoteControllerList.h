@@ -36,6 +36,9 @@ public:
     // with message 101; a key that names no lane: with message 201. The list is as it was then.
     Mdid_PerNoteDataStream* InsertStream(const Mdie_SubStream& iSubStream, bool iSnapToCoarseTicks);
 
+    // Returns the lane behind it.
+    iterator EraseStream(const_iterator iStream) { return mStreams.erase(iStream); }
+
 private:
     std::vector<Mdid_PerNoteDataStream> mStreams;
 };

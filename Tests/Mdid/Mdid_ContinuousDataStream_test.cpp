@@ -148,7 +148,13 @@ TEST(Mdid_ContinuousDataStream, WhatIsHardToReadComesBackToo)
     Chunk equal; // note-ons; the lane at the head of the first group is empty
     equal.AddNote(1000, 60, 9, {{kBend, 4}, {kBrightness, 5}});
     equal.AddNote(1000, 60, 12, {{kBend, 0}, {kBrightness, 7}});
-    EXPECT_EQ(Reload(equal), " / 60 9 0:3=4 74:3=5 / 60 12 0:3 74:3=7");
+    // An empty lane says that a note has none which an equal note-on before it has.
+    EXPECT_EQ(Reload(equal), " / 60 9 0:3=4 74:3=5 / 60 12 74:3=7");
+    Chunk onlyTheFirst;
+    onlyTheFirst.AddNote(1000, 60, 9, {{kBend, 4}});
+    onlyTheFirst.AddNote(1000, 60, 12, {{kBrightness, 7}});
+    onlyTheFirst.AddNote(1000, 60, 15, {});
+    EXPECT_EQ(Reload(onlyTheFirst), " / 60 9 0:3=4 / 60 12 74:3=7 / 60 15");
 
     Chunk close; // to the grid, where they go with their first lane, or all at the end
     close.AddNote(1123, 60, 8, {{kBend, 4}, {kBrightness, 5}});
