@@ -227,6 +227,7 @@ Time_Typed Mdid_Chunk::QuantizeTime(Time_Typed iTime) const
 
 void Mdid_Chunk::AddEvent(const Mdid_ExtendedEvent& iEvent, Mdie_SubStream::EStreamType iStreamType)
 {
+    const EditScope scope(*this); // Kept: the sorted list goes also when nothing is added.
     const Time_Typed time = QuantizeTime(iEvent.GetTime());
     switch (iEvent.GetEvent().GetType())
     {
@@ -253,8 +254,6 @@ void Mdid_Chunk::AddEvent(const Mdid_ExtendedEvent& iEvent, Mdie_SubStream::EStr
     default: // Kept: everything else has no place in a chunk.
         break;
     }
-    // Kept: dropped also when nothing was added.
-    DropSortedList();
 }
 
 // Lanes of the other stream types are never found again by a key, so that every event would make one.
@@ -268,6 +267,7 @@ void Mdid_Chunk::AddToLane(Time_Typed iTime, const Mdid_Event& iEvent, Mdie_SubS
 
 void Mdid_Chunk::EraseEvent(const Mdie_TimedEvent& iEvent)
 {
+    const EditScope scope(*this);
     switch (iEvent.GetEvent().GetType())
     {
     case Mdid_Event::kNoteWithDuration:
@@ -287,24 +287,23 @@ void Mdid_Chunk::EraseEvent(const Mdie_TimedEvent& iEvent)
         }
         break;
     }
-    DropSortedList();
 }
 
 void Mdid_Chunk::EraseRange(Time_Typed iStart, Time_Typed iEnd)
 {
+    const EditScope scope(*this);
     mNoteListP->EraseTimeRange(iStart, iEnd);
     // Kept: here the end belongs to the range.
     mEventStreamP->EraseRange(iStart, iEnd);
     EditLanes([&](Mdid_ContinuousDataStream& ioLane) { ioLane.EraseRange(iStart, iEnd); });
-    DropSortedList();
 }
 
 void Mdid_Chunk::Clear()
 {
+    const EditScope scope(*this);
     mNoteListP->Clear();
     mEventStreamP->Clear();
     EditLanes([](Mdid_ContinuousDataStream& ioLane) { ioLane.Clear(); });
-    DropSortedList();
 }
 
 void Mdid_Chunk::RemoveLane(std::size_t iIndex)

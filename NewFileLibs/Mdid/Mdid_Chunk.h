@@ -177,7 +177,9 @@ public:
     // Everything, by "Notes:", the lanes and "Sorted list:", for debugging.
     void PrintContents(std::ostream& ioStream) const;
 
-    // Saves the chunk. Not saved: clip boundaries, the quantize flag, the sorted list, and what the parts leave out.
+    // Saves the chunk. Not saved: clip boundaries, the quantize flag, the sorted list, and what the parts leave out. A
+    // lane comes back with breakpoints from 0 on, in one kind of time; those of stream type 3, and of type 2 beside
+    // others of their index, may come back as ordinary ones.
     // With "AllowMPE" off, per-note lanes and the channels of lanes are not saved. With it on, a per-note lane in the
     // chunk's own list, where it comes to stand in a chunk that was read without the option, is saved only when it will
     // find its note: one that is there and has no such lane.
@@ -213,6 +215,19 @@ private:
 
     EUndoFlag GetUndoFlag() const { return NdoIsUndoable() ? kUndoable : kNotUndoable; }
     void DropSortedList();
+
+    // Destroys the sorted list at the end of an edit, however it ends; until then the edit's arguments may lie in it.
+    class EditScope
+    {
+    public:
+        explicit EditScope(Mdid_Chunk& ioChunk) : mChunk(ioChunk) {}
+        ~EditScope() { mChunk.DropSortedList(); }
+        EditScope(const EditScope&) = delete;
+        EditScope& operator=(const EditScope&) = delete;
+
+    private:
+        Mdid_Chunk& mChunk;
+    };
 
     // On the coarse tick grid, when the chunk quantizes, tick times matter and it is one.
     Time_Typed QuantizeTime(Time_Typed iTime) const;

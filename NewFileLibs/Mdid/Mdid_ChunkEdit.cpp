@@ -155,6 +155,7 @@ void Mdid_Chunk::ReplaceData(const Mdid_Chunk* iSrcP)
     NdoAboutToModify();
     if (iSrcP == this)
         return;
+    const EditScope scope(*this);
 
     std::vector<Ndo_unique_ptr<Lane>> lanes;
     for (const LanePtr& sourceP : *iSrcP->mContinuousListP)
@@ -163,12 +164,14 @@ void Mdid_Chunk::ReplaceData(const Mdid_Chunk* iSrcP)
             continue;
         Ndo_unique_ptr<Lane> laneP(new Lane(sourceP->GetSubStream(), GetUndoFlag(), mQuantizeContents));
         laneP->ReplaceData(sourceP.Get());
+        laneP->SetSnapToCoarseTicks(mQuantizeContents);
         lanes.push_back(std::move(laneP));
     }
     auto listP = std::make_unique<Mdid_ContinuousDataStreamList>();
     listP->reserve(lanes.size());
     ClipBoundaryMap clipBoundaries = iSrcP->mClipBoundaryMap;
     mNoteListP->ReplaceData(iSrcP->GetNoteList());
+    mNoteListP->SetSnapToCoarseTicks(mQuantizeContents);
     mEventStreamP->ReplaceData(iSrcP->GetEventStream());
 
     // Nothing fails from here on.
@@ -178,7 +181,6 @@ void Mdid_Chunk::ReplaceData(const Mdid_Chunk* iSrcP)
     for (LanePtr& oldP : *listP)
         oldP.NdoDelete();
     mClipBoundaryMap.swap(clipBoundaries);
-    DropSortedList();
 }
 
 void Mdid_Chunk::AddEventsFromChunk(const Mdid_Chunk* iSrcP, Time_Typed iStart, Time_Typed iEnd,
@@ -186,6 +188,7 @@ void Mdid_Chunk::AddEventsFromChunk(const Mdid_Chunk* iSrcP, Time_Typed iStart, 
 {
     if (iSrcP == nullptr)
         return;
+    const EditScope scope(*this);
     std::vector<Note> notes = FilteredNotes(*iSrcP->mNoteListP, iStart, iEnd, iFilter, false);
     for (Note& note : notes)
         note.SetTime(QuantizeTime(note.GetTime() + iOffset));
@@ -201,7 +204,6 @@ void Mdid_Chunk::AddEventsFromChunk(const Mdid_Chunk* iSrcP, Time_Typed iStart, 
         Lane* const laneP = FindLaneLike(sourceP->GetSubStream());
         (laneP ? *laneP : InsertLane(sourceP->GetSubStream())).AddFromStream(sourceP, iStart, iEnd, iOffset);
     }
-    DropSortedList();
 }
 
 void Mdid_Chunk::EraseEventsFromChunk(const Mdid_Chunk* iSrcP, Time_Typed iStart, Time_Typed iEnd,
@@ -209,6 +211,7 @@ void Mdid_Chunk::EraseEventsFromChunk(const Mdid_Chunk* iSrcP, Time_Typed iStart
 {
     if (iSrcP == nullptr)
         return;
+    const EditScope scope(*this);
     std::vector<Note> notes = FilteredNotes(*iSrcP->mNoteListP, iStart, iEnd, iFilter, true);
     for (Note& note : notes)
         note.SetTime(note.GetTime() + iOffset);
@@ -233,28 +236,28 @@ void Mdid_Chunk::EraseEventsFromChunk(const Mdid_Chunk* iSrcP, Time_Typed iStart
     for (std::size_t i = mContinuousListP->size(); i-- > 0 && !emptied.empty();)
         if (std::ranges::find(emptied, (*mContinuousListP)[i].Get()) != emptied.end())
             RemoveLane(i);
-    DropSortedList();
 }
 
 void Mdid_Chunk::QuantizeEventsForTTM()
 {
     if (!mQuantizeContents || !TickTimesMatter::Active())
         return;
+    const EditScope scope(*this);
     QuantizeNotes(*mNoteListP);
     QuantizeEvents(*mEventStreamP);
     for (const LanePtr& laneP : *mContinuousListP)
         if (laneP)
             QuantizeLane(*laneP);
-    DropSortedList();
 }
 
 // The keys of some stream types count as equal when they are not: these are found by all that they say.
 Mdid_ContinuousDataStream* Mdid_Chunk::FindLaneLike(const Mdie_SubStream& iKey) const
 {
-    const LanePtr* const placeP = mContinuousListP->FindStream(iKey);
-    const bool isThere = placeP != mContinuousListP->data() + mContinuousListP->size();
-    if (isThere && *placeP && (*placeP)->GetSubStream().IsIdenticalTo(iKey))
-        return placeP->Get();
+    const LanePtr* const endP = mContinuousListP->data() + mContinuousListP->size();
+    for (const LanePtr* placeP = mContinuousListP->FindStream(iKey);
+         placeP != endP && !(*placeP && iKey < (*placeP)->GetSubStream()); ++placeP)
+        if (*placeP && (*placeP)->GetSubStream().IsIdenticalTo(iKey))
+            return placeP->Get();
     switch (iKey.GetStreamType())
     {
     case Mdie_SubStream::kOrdinary:

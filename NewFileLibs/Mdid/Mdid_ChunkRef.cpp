@@ -33,7 +33,9 @@ Mdid_ChunkRef::Mdid_ChunkRef(Mdid_Chunk* iChunkP)
 {
     if (iChunkP == nullptr)
         return;
+    Ndo_unique_ptr<Mdid_Chunk> chunkP(iChunkP);
     mCounterP = new Mdid_ChunkRefCounter(iChunkP);
+    static_cast<void>(chunkP.release()); // the counter's now
     mCounterP->AddReference();
 }
 

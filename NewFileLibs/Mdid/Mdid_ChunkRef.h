@@ -32,8 +32,9 @@ private:
 class MDID_EXPORT Mdid_ChunkRef
 {
 public:
-    Mdid_ChunkRef() = default;                   // empty
-    explicit Mdid_ChunkRef(Mdid_Chunk* iChunkP); // takes over the chunk; null gives the empty reference
+    Mdid_ChunkRef() = default; // empty
+    // Takes over the chunk, also when it throws std::bad_alloc; null gives the empty reference.
+    explicit Mdid_ChunkRef(Mdid_Chunk* iChunkP);
 
     // Kept: a move is a copy, the source keeps its reference.
     Mdid_ChunkRef(const Mdid_ChunkRef& iOther);

@@ -11,6 +11,7 @@
 #include "QuorPlatformSupport/SPSStartupOption.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace
 {
@@ -54,6 +55,25 @@ bool IsOrdinaryOfIndexOf(const Mdie_SubStream& iSubStream, const Mdie_SubStream&
            (type == Mdie_SubStream::kOrdinary || type == Mdie_SubStream::kPerChannel);
 }
 
+// Ordinary lanes and those of channels count as equal where they meet, and would change places with every writing: of
+// adjacent lanes of one index, those of channels go last.
+void SortWithinIndices(Mdid_ContinuousDataStreamList& ioLanes)
+{
+    const auto indexOf = [](const LanePtr& iLaneP) { return iLaneP->GetSubStream().GetDataTypeIndex(); };
+    const auto placeOf = [](const LanePtr& iLaneP)
+    {
+        const bool isPerChannel = iLaneP->GetSubStream().GetStreamType() == Mdie_SubStream::kPerChannel;
+        return isPerChannel ? iLaneP->GetSubStream().GetChannel() : std::numeric_limits<int>::min();
+    };
+    for (auto first = ioLanes.begin(); first != ioLanes.end();)
+    {
+        const auto last = std::find_if(
+            first, ioLanes.end(), [index = indexOf(*first), indexOf](const LanePtr& i) { return indexOf(i) != index; });
+        std::ranges::stable_sort(first, last, {}, placeOf);
+        first = last;
+    }
+}
+
 // The lanes to be written: the chunk's own, and the temporary ones that its notes add, which go with the scope.
 class WorkingList
 {
@@ -64,6 +84,7 @@ public:
         for (const LanePtr& laneP : iLanes)
             if (laneP && (!Mdid_AllowMPE() || CanBeRead(laneP->GetSubStream(), iLanes, iNotes)))
                 mOwn.push_back(laneP);
+        SortWithinIndices(mOwn);
         mLanes = mOwn;
     }
     WorkingList(const WorkingList&) = delete;

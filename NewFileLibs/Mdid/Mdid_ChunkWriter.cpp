@@ -2,6 +2,7 @@
 
 #include "CFnd/Cmn_Assert.h"
 #include "Mdid/Mdid_Chunk.h"
+#include "Mdid/Mdid_PerNoteControllerList.h"
 #include "Mdid/Mdid_SysexEvent.h"
 #include "Mdid/Mdie_SysexDataBase.h"
 
@@ -29,6 +30,16 @@ public:
         SetChannel(channel);
     }
 };
+
+// The note's lanes become the chunk's, whatever chunk they come from.
+void SetSnapToCoarseTicks(Mdid_ExtendedEvent& ioNote, bool iSnap)
+{
+    if (!ioNote.HasPerNoteControllers())
+        return;
+    if (auto* const lanesP = ioNote.WritePerNoteControllers())
+        for (Mdid_PerNoteDataStream& lane : *lanesP)
+            lane.SetSnapToCoarseTicks(iSnap);
+}
 
 } // namespace
 
@@ -84,6 +95,7 @@ void Mdid_ChunkWriter::AddNote(const Mdie_TimedEvent& iNote, Mdid_Chunk& ioChunk
     {
         note.SetPerNoteControllers();
         mMPEChunkRef->AddControllersForNote(iNote, note, iNote.GetEvent().GetChannel());
+        SetSnapToCoarseTicks(note, ioChunk.QuantizeContents());
     }
     ioChunk.AddEvent(note, Mdie_SubStream::kOrdinary);
 }

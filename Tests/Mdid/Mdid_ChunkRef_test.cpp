@@ -96,6 +96,8 @@ TEST(Mdid_ChunkWriter, ANoteTakesWhatItsChannelHoldsAsFarAsItHasCome)
             std::string text;
             for (int i = 0; note.HasPerNoteControllers() && i < std::ssize(*note.GetPerNoteControllers()); ++i)
                 text += Describe(note.GetPerNoteControllers()->begin()[i]);
+            // The lanes' flags are those of the target, as they are when it is read. (No duration 0 comes back.)
+            EXPECT_TRUE(iNote.GetDuration().AsInt64() == 0 || *Read(Saved(*target), false) == *target);
             return text;
         };
         writer.SetImportAsMPE();

@@ -6,21 +6,12 @@
 #include "Support/FailureOf.h"
 #include "Support/ScopedAllowMPE.h"
 
-#include <optional>
-
 namespace
 {
 
 constexpr const char* kHead = "06 4d644368756e 0100"; // "MdChun", version
 constexpr std::size_t kHeadSize = 17;
 constexpr std::size_t kCountPlace = kHeadSize + 38; // behind an empty note list
-
-Ndo_unique_ptr<Mdid_Chunk> Read(const ByteVector& iBytes)
-{
-    Sys_MemoryInStream stream(iBytes);
-    Sys_TypedInStream typed(stream);
-    return Ndo_unique_ptr<Mdid_Chunk>(Mdid_Chunk::StreamIn(typed, Ndo_Object::kUndoable, true));
-}
 
 const Mdie_SubStream kBendOfNote(Mdie_SubStream::kOfNote, Mdid_Event::kPitchBend, 0);
 

@@ -26,6 +26,13 @@ inline Ndo_unique_ptr<Mdid_Chunk> MakeChunk(const std::vector<Mdid_ExtendedEvent
     return chunk;
 }
 
+inline Ndo_unique_ptr<Mdid_Chunk> Read(const ByteVector& iBytes, bool iQuantizeContents = true)
+{
+    Sys_MemoryInStream stream(iBytes);
+    Sys_TypedInStream typed(stream);
+    return Ndo_unique_ptr<Mdid_Chunk>(Mdid_Chunk::StreamIn(typed, Ndo_Object::kUndoable, iQuantizeContents));
+}
+
 // " 7.2.1 10=5 20=6": index, stream type and channel of a lane, and its breakpoints.
 inline std::string Describe(const Mdid_ContinuousDataStreamCore& iLane)
 {
