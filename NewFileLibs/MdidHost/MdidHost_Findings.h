@@ -33,7 +33,7 @@ enum class MdidHost_Grade
     kUnreadable  // no MIDI file
 };
 
-// Something that the file holds and the session does not, and how often.
+// Something that the one side holds and the other does not, or not as it is, and how often.
 struct MdidHost_Loss
 {
     std::string mWhat; // in the plural: "channel mode messages"

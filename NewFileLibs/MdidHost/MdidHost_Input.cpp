@@ -2,37 +2,26 @@
 
 #include "CFnd/Sys_FileStream.h"
 #include "CFnd/Sys_StreamException.h"
+#include "MdidHost/MdidHost_RepairingStream.h"
+#include "MdidHost/MdidHost_SessionFolder.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <glob.h>
 #include <string_view>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace
 {
 
 namespace fs = std::filesystem;
 
-using ByteVector = std::vector<unsigned char>;
-
-// Keeps the bytes that it reads.
-class SpooledInStream : public Sys_MemoryInStream
-{
-public:
-    explicit SpooledInStream(std::unique_ptr<ByteVector> iBytes)
-        : Sys_MemoryInStream(*iBytes),
-          mBytes(std::move(iBytes))
-    {
-    }
-
-private:
-    std::unique_ptr<ByteVector> mBytes;
-};
+constexpr std::size_t kBufferSize = std::size_t{64} * 1024;
 
 [[noreturn]] void FailToRead(const std::string& iName, int iError)
 {
@@ -40,26 +29,90 @@ private:
                               Sys_StreamException::kNoPosition);
 }
 
-// The reader refuses anything else at its first four bytes.
-bool BeginsLikeMidiFile(const ByteVector& iBytes)
+[[noreturn]] void FailToSpool(const std::string& iName)
 {
-    static constexpr std::string_view kStart = "MThd";
-    const auto count = static_cast<std::ptrdiff_t>(std::min(iBytes.size(), kStart.size()));
-    return std::equal(iBytes.begin(), iBytes.begin() + count, kStart.begin());
+    throw Sys_StreamException("cannot spool '" + iName + "': " + std::generic_category().message(errno), {},
+                              Sys_StreamException::kNoPosition);
+}
+
+// A file without a name, which is gone with the process however that ends.
+Sys_FileDescriptor MakeTemporary(const std::string& iName)
+{
+    std::error_code error;
+    const fs::path folder = fs::temp_directory_path(error);
+    std::string path = ((error ? fs::path("/tmp") : folder) / "mdid-input-XXXXXX").string();
+    Sys_FileDescriptor file(::mkostemp(path.data(), O_CLOEXEC));
+    if (file.Get() < 0)
+        FailToSpool(iName);
+    ::unlink(path.c_str());
+    return file;
+}
+
+// Reads what was spooled.
+class SpooledInStream : public Cmn_InStream
+{
+public:
+    SpooledInStream(Sys_FileDescriptor iFile, std::int64_t iLength)
+        : Cmn_InStream(iLength),
+          mFile(std::move(iFile)),
+          mBuffer(kBufferSize)
+    {
+    }
+
+private:
+    Bytes FillWindow(std::int64_t iPosition) override
+    {
+        ssize_t count = -1;
+        do
+            count = ::pread(mFile.Get(), mBuffer.data(), mBuffer.size(), iPosition);
+        while (count < 0 && errno == EINTR);
+        if (count < 0)
+            Fail(Sys_StreamException::kReadFailed);
+        return {mBuffer.data(), static_cast<std::size_t>(count)};
+    }
+
+    const Sys_FileDescriptor mFile;
+    std::vector<unsigned char> mBuffer;
+};
+
+// Whether a MIDI file begins in these bytes, alone or wrapped up, or may still begin behind them; or a chunk file.
+bool MayBeWanted(std::string_view iStart)
+{
+    return MdidHost_BeginsLikeChunk(iStart) || std::ssize(iStart) < MdidHost_RepairingStream::kMaxBytesBeforeFile ||
+           iStart.starts_with("RIFF") || iStart.find("MThd") != std::string_view::npos ||
+           iStart.find("MTrk") != std::string_view::npos;
+}
+
+void Write(int iDescriptor, std::string_view iBytes, const std::string& iName)
+{
+    while (!iBytes.empty())
+    {
+        const ssize_t count = ::write(iDescriptor, iBytes.data(), iBytes.size());
+        if (count < 0 && errno != EINTR)
+            FailToSpool(iName);
+        iBytes.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    }
 }
 
 std::unique_ptr<Cmn_InStream> Spool(int iDescriptor, const std::string& iName)
 {
-    auto bytes = std::make_unique<ByteVector>();
-    std::array<unsigned char, std::size_t{64} * 1024> buffer;
+    Sys_FileDescriptor file = MakeTemporary(iName);
+    std::vector<char> buffer(kBufferSize);
+    std::string start; // as much as tells whether the rest is worth waiting for
+    std::int64_t length = 0;
     for (;;)
     {
         const ssize_t count = ::read(iDescriptor, buffer.data(), buffer.size());
         if (count < 0 && errno != EINTR)
             FailToRead(iName, errno);
-        bytes->insert(bytes->end(), buffer.begin(), buffer.begin() + std::max<ssize_t>(count, 0));
-        if (count == 0 || !BeginsLikeMidiFile(*bytes))
-            return std::make_unique<SpooledInStream>(std::move(bytes));
+        const std::string_view bytes(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+        Write(file.Get(), bytes, iName);
+        length += std::ssize(bytes);
+        const bool isStart = length <= MdidHost_RepairingStream::kMaxBytesBeforeFile + std::ssize(bytes);
+        if (isStart)
+            start += bytes;
+        if (count == 0 || (isStart && !MayBeWanted(start)))
+            return std::make_unique<SpooledInStream>(std::move(file), length);
     }
 }
 
@@ -86,9 +139,12 @@ bool MayBeRead(const fs::directory_entry& iEntry)
     return !iEntry.is_directory(ignored) && !iEntry.is_other(ignored);
 }
 
-// Folders that cannot be read are passed over; the walk does not follow links to folders, so it ends.
+// A session is one thing to work on, whatever else lies in its folder. Folders that cannot be read are passed over; the
+// walk does not follow links to folders, so it ends.
 std::vector<std::string> MidiFilesBelow(const std::string& iFolder)
 {
+    if (MdidHost_IsSessionFolder(iFolder))
+        return {};
     std::vector<std::string> files;
     std::error_code error;
     fs::recursive_directory_iterator walk(iFolder, fs::directory_options::skip_permission_denied, error);

@@ -108,6 +108,14 @@ std::string MdidHost_Printable(std::string_view iText)
     return text;
 }
 
+std::string MdidHost_Counted(std::int64_t iCount, std::string_view iOne, std::string_view iMany)
+{
+    const bool isOne = iCount == 1 || iCount == -1;
+    std::string text = std::to_string(iCount) + ' ';
+    text += isOne || iMany.empty() ? iOne : iMany;
+    return isOne || !iMany.empty() ? text : text + 's';
+}
+
 void MdidHost_JsonLine::Add(std::string_view iKey, std::string_view iText)
 {
     AddRaw(iKey, JsonStringOf(iText));
@@ -126,6 +134,18 @@ void MdidHost_JsonLine::Add(std::string_view iKey, std::span<const int> iNumbers
         if (array.size() > 1)
             array += ',';
         array += std::to_string(number);
+    }
+    AddRaw(iKey, array += ']');
+}
+
+void MdidHost_JsonLine::Add(std::string_view iKey, std::span<const MdidHost_JsonLine> iObjects)
+{
+    std::string array = "[";
+    for (const MdidHost_JsonLine& object : iObjects)
+    {
+        if (array.size() > 1)
+            array += ',';
+        (array += object.mText) += '}';
     }
     AddRaw(iKey, array += ']');
 }

@@ -22,6 +22,9 @@ std::string MdidHost_DescriptionOf(const Mdid_Event& iEvent);
 // changes of the writing direction, and what is no UTF-8 (file names need not be).
 std::string MdidHost_Printable(std::string_view iText);
 
+// "1 note", "2 notes"; "-1 note"; "2 switches" with iMany.
+std::string MdidHost_Counted(std::int64_t iCount, std::string_view iOne, std::string_view iMany = {});
+
 template <class T>
 concept MdidHost_Number = std::integral<T> && !std::same_as<T, bool>;
 
@@ -35,6 +38,7 @@ public:
     void Add(std::string_view iKey, MdidHost_Number auto iNumber) { AddRaw(iKey, std::to_string(iNumber)); }
     void Add(std::string_view iKey, std::optional<std::int64_t> iNumber); // null where there is none
     void Add(std::string_view iKey, std::span<const int> iNumbers);
+    void Add(std::string_view iKey, std::span<const MdidHost_JsonLine> iObjects);
     void AddNull(std::string_view iKey) { AddRaw(iKey, "null"); }
     void Add(std::string_view iKey, const MdidHost_JsonLine& iObject) { AddRaw(iKey, iObject.GetText()); }
 
