@@ -1,0 +1,28 @@
+#include "MdidHost/MdidHost_ImportClock_Private.h"
+
+void MdidHost_ImportClock::SetDivision(const MdidHost_Division& iDivision)
+{
+    mDivision = iDivision;
+    mFileTicks = iDivision.GetTicksPerQuarter();
+    mCounts = Time_Context::kTicksPerQuarter;
+    if (iDivision.IsSMPTE())
+    {
+        mFileTicks = std::int64_t{iDivision.GetFramesPerSecond()} * iDivision.GetTicksPerFrame();
+        mCounts = iDivision.IsDropFrame() ? 1'001'000 : Time_Context::kMicrosecondsPerSecond;
+    }
+}
+
+MdidHost_ImportClock::Moment MdidHost_ImportClock::AdvanceToSysex(int iReaderTime)
+{
+    const auto difference =
+        static_cast<std::int32_t>(static_cast<std::uint32_t>(iReaderTime) - static_cast<std::uint32_t>(mReaderTime));
+    if (difference < 0 && mNow.mFileTick + difference >= 0)
+        return MomentOf(mNow.mFileTick + difference);
+    AdvanceTo(iReaderTime);
+    return mNow;
+}
+
+bool MdidHost_ImportClock::IsOfAnotherTick(std::int64_t iTime, const Moment& iMoment) const
+{
+    return iTime != iMoment.mTime && mDivision.ToFileTick(Time_Typed(iTime, GetKind()), {}) != iMoment.mFileTick;
+}
