@@ -1,8 +1,8 @@
 #include "MdidHost/MdidHost_FileSummary.h"
 #include "MdidHost/MdidHost_Text.h"
+#include "MdidHost/MdidHost_Wording_Private.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <ostream>
 #include <span>
 #include <tuple>
@@ -15,49 +15,6 @@ using Summary = MdidHost_FileSummary;
 // Long lists are cut for people; JSON has them whole.
 constexpr std::size_t kMaxShown = 4;
 constexpr int kMaxNameWidth = 24;
-
-template <class... Arguments>
-std::string Formatted(const char* iFormat, Arguments... iArguments)
-{
-    std::array<char, 128> text;
-    std::snprintf(text.data(), text.size(), iFormat, iArguments...);
-    return text.data();
-}
-
-std::string NameOf(const Time_KeySignature& iKey)
-{
-    // The circle of fifths from seven flats to seven sharps, major; minor keys lie three fifths further.
-    static constexpr std::array<const char*, 15> kMajor{"C flat", "G flat", "D flat", "A flat",  "E flat",
-                                                        "B flat", "F",      "C",      "G",       "D",
-                                                        "A",      "E",      "B",      "F sharp", "C sharp"};
-    static constexpr std::array<const char*, 15> kMinor{"A flat",  "E flat",  "B flat",  "F",       "C",
-                                                        "G",       "D",       "A",       "E",       "B",
-                                                        "F sharp", "C sharp", "G sharp", "D sharp", "A sharp"};
-    const int accidentals = iKey.GetNumAccidentals();
-    if (accidentals > 7)
-        return std::to_string(accidentals) + (iKey.GetIsSharps() ? " sharps" : " flats");
-    const int fifths = iKey.GetIsSharps() ? accidentals : -accidentals;
-    const std::size_t index = std::size_t{7} + static_cast<std::size_t>(fifths);
-    return std::string(iKey.GetIsMajor() ? kMajor[index] : kMinor[index]) + (iKey.GetIsMajor() ? " major" : " minor");
-}
-
-std::string BeatsPerMinute(const Summary::Tempo& iTempo)
-{
-    if (iTempo.mMicrosecondsPerQuarter == 0)
-        return "(tempo 0)";
-    std::string text = Formatted("%.3f", 60e6 / iTempo.mMicrosecondsPerQuarter);
-    text.erase(text.find_last_not_of('0') + 1);
-    if (text.back() == '.')
-        text.pop_back();
-    return text;
-}
-
-std::string MinutesAndSeconds(std::int64_t iMicroseconds)
-{
-    const std::int64_t milliseconds = (iMicroseconds + 500) / 1000;
-    return Formatted("%lld:%02lld.%03lld", static_cast<long long>(milliseconds / 60000),
-                     static_cast<long long>(milliseconds / 1000 % 60), static_cast<long long>(milliseconds % 1000));
-}
 
 // Bars are counted from 1 where people read.
 std::string PositionOf(const Summary& iSummary, std::int64_t iTime)
@@ -96,7 +53,7 @@ std::string LengthText(const Summary& iSummary)
             text += " + " + std::to_string(bars->mTicksLeft) + " ticks";
     }
     if (const auto microseconds = iSummary.GetMicrosecondsAt(length))
-        text += ", " + MinutesAndSeconds(*microseconds);
+        text += ", " + MdidHost_MinutesAndSeconds(*microseconds);
     return text;
 }
 
@@ -105,7 +62,7 @@ void WriteList(std::ostream& ioStream, const char* iTitle, const Items& iItems, 
 {
     if (iItems.empty())
         return;
-    ioStream << Formatted("  %-8s", iTitle);
+    ioStream << MdidHost_Formatted("  %-8s", iTitle);
     const std::size_t shown = std::min(iItems.size(), kMaxShown);
     for (std::size_t i = 0; i < shown; ++i)
         ioStream << (i > 0 ? ", " : "") << iDescribe(iItems[i]);
@@ -125,37 +82,12 @@ std::string ChannelsText(const std::bitset<16>& iChannels)
         std::size_t last = first;
         while (last + 1 < iChannels.size() && iChannels[last + 1])
             ++last;
-        text += Formatted(text.empty() ? "%zu" : ",%zu", first + 1);
+        text += MdidHost_Formatted(text.empty() ? "%zu" : ",%zu", first + 1);
         if (last > first)
-            text += Formatted("-%zu", last + 1);
+            text += MdidHost_Formatted("-%zu", last + 1);
         first = last;
     }
     return text.empty() ? "-" : text;
-}
-
-// A UTF-8 character is a byte that is no continuation, and its continuations.
-bool IsContinuation(char iByte)
-{
-    return (static_cast<unsigned char>(iByte) & 0xC0) == 0x80;
-}
-
-int WidthOf(std::string_view iText)
-{
-    return static_cast<int>(std::ranges::count_if(iText, [](char byte) { return !IsContinuation(byte); }));
-}
-
-// Cut and filled up by characters, not by bytes.
-std::string Column(std::string_view iText, int iWidth)
-{
-    std::string text;
-    int width = 0;
-    for (const char byte : iText)
-    {
-        if (!IsContinuation(byte) && ++width > iWidth)
-            break;
-        text += byte;
-    }
-    return text + std::string(static_cast<std::size_t>(std::max(iWidth - width, 0)), ' ');
 }
 
 // The cells of a track behind its number and name.
@@ -200,16 +132,16 @@ public:
     void WriteRow(std::ostream& ioStream, const std::string& iNumber, const std::string& iName,
                   const Cells& iCells) const
     {
-        ioStream << Formatted("  %5s  ", iNumber.c_str()) << Column(iName, mNameWidth);
+        ioStream << MdidHost_Formatted("  %5s  ", iNumber.c_str()) << MdidHost_Column(iName, mNameWidth);
         for (std::size_t i = 0; i < iCells.size(); ++i)
-            ioStream << Formatted("  %*s", mWidths[i], iCells[i].c_str());
+            ioStream << MdidHost_Formatted("  %*s", mWidths[i], iCells[i].c_str());
         ioStream << '\n';
     }
 
 private:
     void Widen(const std::string& iName, const Cells& iCells)
     {
-        mNameWidth = std::max(mNameWidth, std::min(WidthOf(iName), kMaxNameWidth));
+        mNameWidth = std::max(mNameWidth, std::min(MdidHost_WidthOf(iName), kMaxNameWidth));
         for (std::size_t i = 0; i < iCells.size(); ++i)
             mWidths[i] = std::max(mWidths[i], static_cast<int>(iCells[i].size()));
     }
@@ -281,7 +213,7 @@ MdidHost_JsonLine JsonOf(const Summary::Key& iKey)
 {
     MdidHost_JsonLine line;
     line.Add("time", iKey.mTime);
-    line.Add("key", NameOf(iKey.mKey));
+    line.Add("key", MdidHost_NameOfKey(iKey.mKey));
     return line;
 }
 
@@ -336,11 +268,13 @@ void MdidHost_WriteSummaryAsText(std::ostream& ioStream, const std::string& iNam
         ioStream << " (" << iSummary.mAnnouncedTracks << " announced)";
     ioStream << ", " << DivisionText(iSummary) << "\n  length  " << LengthText(iSummary) << '\n';
     WriteList(ioStream, "tempo", iSummary.mTempos,
-              [&](const auto& tempo) { return BeatsPerMinute(tempo) + at(tempo.mTime); });
+              [&](const auto& tempo)
+              { return MdidHost_BeatsPerMinute(tempo.mMicrosecondsPerQuarter) + at(tempo.mTime); });
     WriteList(ioStream, "meter", iSummary.mMeters,
               [&](const auto& meter)
-              { return Formatted("%d/%d", meter.mNumerator, meter.mDenominator) + at(meter.mTime); });
-    WriteList(ioStream, "key", iSummary.mKeys, [&](const auto& key) { return NameOf(key.mKey) + at(key.mTime); });
+              { return MdidHost_Formatted("%d/%d", meter.mNumerator, meter.mDenominator) + at(meter.mTime); });
+    WriteList(ioStream, "key", iSummary.mKeys,
+              [&](const auto& key) { return MdidHost_NameOfKey(key.mKey) + at(key.mTime); });
     WriteList(ioStream, "markers", iSummary.mMarkers,
               [&](const auto& marker) { return '"' + MdidHost_Printable(marker.mText) + '"' + at(marker.mTime); });
     WriteTracks(ioStream, iSummary.mTracks);
