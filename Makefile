@@ -11,14 +11,19 @@ all: $(BUILD)/build.ninja
 tool: $(BUILD)/build.ninja
 	cmake --build $(BUILD) -j $(JOBS) --target mdid
 
-# Installs what is missing, builds, and reads the song that comes with the sources.
+# Installs what is missing, builds, and takes the song that comes with the sources through a session and back.
 demo: tool
-	@printf '\n$$ mdid info Examples/Song/canon.mid\n'
-	@$(BUILD)/bin/mdid info Examples/Song/canon.mid
-	@printf '\n$$ mdid dump --allow-mpe --format json Examples/Song/canon.mid | grep -m 5 RxMidiEvent.*:480\n'
-	@$(BUILD)/bin/mdid dump --allow-mpe --format json Examples/Song/canon.mid | grep 'RxMidiEvent.*:480' | head -n 5
-	@printf '\n$$ printf '"'"'\\x90\\x3c\\x40\\xf8\\x3e\\x40'"'"' | mdid parse\n'
-	@printf '\220\074\100\370\076\100' | $(BUILD)/bin/mdid parse
+	@mkdir -p build/demo
+	@for arguments in 'info Examples/Song/canon.mid' \
+	    'import Examples/Song/canon.mid -o build/demo/canon.mdid' \
+	    'show build/demo/canon.mdid' \
+	    'events build/demo/canon.mdid --from 4 --to 4:2' \
+	    'export build/demo/canon.mdid -o build/demo/canon.mid' \
+	    'diff Examples/Song/canon.mid build/demo/canon.mid'; do \
+	    printf '\n$$ mdid %s\n' "$$arguments"; \
+	    $(BUILD)/bin/mdid $$arguments || exit 1; \
+	done
+	@printf '\nNo difference: what came out equals what went in.\n'
 
 test: all
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)

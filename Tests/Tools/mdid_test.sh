@@ -3,37 +3,14 @@
 #     mdid_test.sh MDID EXAMPLES_DIR
 set -u
 
-mdid=$1
-song=$2/Song/canon.mid
-unset MDID_LANGUAGE MDID_OPTION_ALLOWMPE
-work=$(mktemp -d)
+# shellcheck source=harness.sh
+. "$(dirname "$0")/harness.sh"
 parser=
 cleanup() {
     if [ -n "$parser" ]; then kill "$parser" 2>/dev/null; fi
     rm -rf "$work"
 }
 trap cleanup EXIT
-cd "$work" || exit 1
-
-failures=0
-fail() {
-    echo "FAILED: $*"
-    sed 's/^/    out: /' out | head -n 5
-    sed 's/^/    err: /' err | head -n 5
-    failures=$((failures + 1))
-}
-
-# run CODE ARGUMENT...: its output goes to the files out and err.
-run() {
-    expected=$1
-    shift
-    "$mdid" "$@" >out 2>err
-    code=$?
-    [ "$code" -eq "$expected" ] || fail "exit code $code, not $expected: mdid $*"
-}
-# is WHAT FOUND EXPECTED
-is() { [ "$2" = "$3" ] || fail "$1: '$2', not '$3'"; }
-lines() { wc -l <"$1" | tr -d ' '; }
 last() { tail -n 1 "$1"; }
 # hex BYTES: octal escapes would be hard to read.
 hex() { for byte in $*; do printf "\\$(printf %o "0x$byte")"; done; }
@@ -181,5 +158,4 @@ if [ -c /dev/full ]; then
     done
 fi
 
-[ $failures -eq 0 ] && echo "all passed"
-exit $((failures > 0))
+finish

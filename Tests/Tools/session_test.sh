@@ -1,0 +1,106 @@
+#!/bin/sh
+# Tests the commands for sessions from outside, on the song that comes with the sources.
+#     session_test.sh MDID EXAMPLES_DIR
+set -u
+
+# shellcheck source=harness.sh
+. "$(dirname "$0")/harness.sh"
+# has LINE: an extended regular expression for a whole line of the output.
+has() { grep -Eqx -- "$1" out || fail "no line '$1'"; }
+
+# Help: an example each. Wrong usage: 2 and nothing on standard output, before or after the session is read.
+for command in check import show events csv dump xml diff export edit; do
+    run 0 $command --help
+    grep -q "^Example: mdid $command " out || fail "no example in the help of mdid $command"
+    run 2 $command
+done
+for arguments in "import $song" "import $song -o -" "show $song --track 1" "events $song --from nonsense" \
+    "events $song --only notes,lanes" "events $song --track 8" "xml $song --track 0" "diff $song" \
+    "export $song -o a.mid --format 2" "export $song -o a.mid --division 0" "edit $song --transpose 2" \
+    "edit $song -o a" "edit $song -o - --shift 1t" "edit $song -o a --transpose 1 --shift 1t" "edit $song -o a --copy 1..2" \
+    "edit $song -o a --to 2" "edit $song -o a --quantize 0t" "edit $song -o a --erase 5..3" \
+    "edit $song -o a --transpose 99" "edit $song -o a --shift -2:0:0" "edit $song -o a --shift 1t --undo"; do
+    # shellcheck disable=SC2086 # words
+    run 2 $arguments
+    is "lines on standard output of mdid $arguments" "$(lines out)" 0
+done
+for option in --transpose --shift --quantize --erase --track -o; do
+    run 2 edit "$song" $option '' --undo
+done
+run 2 edit "$song" --copy 1..2 --to '' --undo
+run 2 events "$song" --from ''
+is "what wrong usage leaves" "$(echo ./*)" './err ./out'
+
+# Bad input: 1, and one line that names the file.
+printf 'no MIDI file' >bad.mid
+mkdir folder
+for command in show events csv xml dump 'export -o x.mid' 'import -o x' 'edit --undo --shift 1t' "diff $song"; do
+    for file in missing.mid bad.mid folder; do
+        # shellcheck disable=SC2086 # words
+        run 1 $command $file
+        grep -q "^mdid: $file: " err || fail "mdid $command $file does not name the file"
+    done
+done
+run 1 check "$song" bad.mid
+has "$song: not kept as it is: channel prefixes \\(2\\)"
+has "$song: complete"
+has 'bad.mid: unreadable'
+run 0 check --json "$song"
+grep -q '"grade":"complete","findings":\[\],"losses":\[{"what":"[^"]*","count":1},' out || fail "check --json"
+
+# There and back: what came out equals what went in, through files, folders and pipes.
+run 0 import "$song" -o song.mdid
+is "the summary" "$(cat out)" 'song.mdid: 7 tracks, 898 notes, 1278 breakpoints, 3 system-exclusive messages'
+run 0 export song.mdid -o out.mid
+"$mdid" export song.mdid -o - --division 960 | "$mdid" import - -o piped.mdid >/dev/null 2>err || fail "a pipe"
+for copy in song.mdid out.mid; do
+    run 0 diff "$song" $copy
+    is "differences of $copy" "$(lines out)" 0
+done
+run 1 diff "$song" piped.mdid # in the division alone
+is "differences of another division" "$(lines out)" 2
+run 0 export song.mdid -o one.mid --format 0
+run 0 info --json one.mid
+grep -q '"format":0' out || fail "format 0"
+
+# What is in it. A chunk file is a session too.
+run 0 show song.mdid
+has '  track 6: "Continuo", channel 5, track 5 of the file'
+has '    controller 64 +180  0 to 127 +2:1:030 \.\. 27:4:420'
+run 0 show --json song.mdid/*t06.mdchun
+grep -q '"notes":{"count":300,"first":960,"last":[0-9]*,"lowestPitch":50,"highestPitch":74,' out || fail "show --json"
+run 0 events song.mdid --track 6 --from 2:1:20 --to 2:1:31
+has '    6  2:1:020 + 980 +0:01.036 +5  note D4, velocity 48, off velocity 64, duration 420'
+is "events in the range, under their titles" "$(lines out)" 3
+run 0 events song.mdid --format json
+is "all events" "$(lines out)" 2179
+run 0 csv "$song"
+has '5, 960, Note_on_c, 3, 50, 64'
+cat song.mdid/*t06.mdchun | "$mdid" show - | grep -q '^    notes  *300 ' || fail "a chunk from a pipe"
+cp -R song.mdid damaged.mdid
+cp "$song" damaged.mdid
+printf x >damaged.mdid/g000001-t02.mdchun
+run 1 check --json damaged.mdid
+is "the file that is damaged" "$(sed 's/.*"errorFile"/"errorFile"/' out)" \
+    '"errorFile":"damaged.mdid/g000001-t02.mdchun","offset":1}'
+run 0 dump song.mdid
+is "records of chunks" "$(grep -c '^MdChun version 1, offset 0' out)" 7
+run 0 xml song.mdid --track 2
+is "chunks in XML" "$(grep -c '<MIDI_Chunk>' out)" 1
+has ' *<nNumNotes>210</nNumNotes>'
+
+# Edits are proved reversible, then made: in place, or in another folder. The way back gives the same session.
+for edit in '--transpose -2' '--shift 480t' '--quantize 1/16' '--copy 3..5 --to 9' '--erase 3..5 --track 6'; do
+    # shellcheck disable=SC2086 # words
+    run 0 edit song.mdid $edit --undo
+    is "the proof for $edit" "$(sed 1d out | tr '\n' ' ')" 'undone: equal to the original redone: equal to the edited session '
+    # shellcheck disable=SC2086 # words
+    run 0 edit "$song" $edit -o edited.mdid
+    run 1 diff song.mdid edited.mdid
+done
+run 0 edit song.mdid --shift 0:1:0
+run 1 diff "$song" song.mdid
+run 0 edit song.mdid --shift -0:1:0
+run 0 diff "$song" song.mdid
+
+finish
