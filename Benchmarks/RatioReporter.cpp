@@ -49,11 +49,17 @@ void PrintBound(const Claim& iBound)
 
 } // namespace
 
-Ratio::Ratio(const std::string& iName, double iLimit, Function* iOurs, Function* iFloor)
+Ratio::Ratio(const std::string& iName, double iLimit, Function* iOurs, Function* iFloor, Clock iClock)
 {
     Claims().push_back({iName, iLimit});
-    benchmark::RegisterBenchmark((iName + "/ours").c_str(), iOurs)->Unit(benchmark::kMillisecond);
-    benchmark::RegisterBenchmark((iName + "/floor").c_str(), iFloor)->Unit(benchmark::kMillisecond);
+    const auto add = [iClock](const std::string& name, Function* function)
+    {
+        auto* const addedP = benchmark::RegisterBenchmark(name.c_str(), function)->Unit(benchmark::kMillisecond);
+        if (iClock == Clock::kWall)
+            addedP->UseRealTime();
+    };
+    add(iName + "/ours", iOurs);
+    add(iName + "/floor", iFloor);
 }
 
 Bound::Bound(const std::string& iName, double iLimit, Function* iMeasure)
@@ -71,7 +77,8 @@ void RatioReporter::ReportRuns(const std::vector<Run>& iRuns)
 {
     for (const Run& run : iRuns)
         if (run.aggregate_name == "median")
-            MediansByName()[run.run_name.function_name] = run.GetAdjustedCPUTime();
+            MediansByName()[run.run_name.function_name] =
+                run.run_name.time_type.empty() ? run.GetAdjustedCPUTime() : run.GetAdjustedRealTime();
     for (const Run& run : iRuns)
         if (const auto found = run.counters.find(kMeasured); found != run.counters.end())
             MeasuredByName()[run.run_name.function_name] = found->second;

@@ -13,7 +13,13 @@ class Ratio
 public:
     using Function = void(benchmark::State&);
 
-    Ratio(const std::string& iName, double iLimit, Function* iOurs, Function* iFloor);
+    enum class Clock
+    {
+        kProcessor,
+        kWall // for what waits for a disk
+    };
+
+    Ratio(const std::string& iName, double iLimit, Function* iOurs, Function* iFloor, Clock iClock = Clock::kProcessor);
 };
 
 // A measured claim about something else than time: the number that a function, run once, returns is at most this.
