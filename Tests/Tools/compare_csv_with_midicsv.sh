@@ -1,18 +1,11 @@
 #!/bin/sh
 # Compares "mdid csv" with midicsv, byte for byte.
 #     compare_csv_with_midicsv.sh MDID [FILE...]
-# Besides the files given: those of Debian's openttd-openmsx. Exit code 77 (skipped) where midicsv is missing.
+# Without files: those of Debian's openttd-openmsx.
 set -eu
 
-mdid=$1
-shift
-command -v midicsv >/dev/null || { echo "midicsv is not installed"; exit 77; }
-# shellcheck disable=SC2046 # the package has no names with spaces
-set -- "$@" $(dpkg -L openttd-openmsx 2>/dev/null | grep '\.mid$')
-[ $# -gt 0 ] || { echo "no files"; exit 77; }
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+# shellcheck source=midi_files.sh
+. "$(dirname "$0")/midi_files.sh"
 
 failed=0
 for file in "$@"; do

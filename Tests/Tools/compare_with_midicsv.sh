@@ -2,20 +2,11 @@
 # Compares what the reader finds in MIDI files with what midicsv finds: per track the channel events with their times,
 # and the tempos.
 #     compare_with_midicsv.sh MDID [FILE...]
-# Without files: those of Debian's openttd-openmsx. Exit code 77 (skipped) where these or midicsv are missing.
+# Without files: those of Debian's openttd-openmsx.
 set -eu
 
-mdid=$1
-shift
-command -v midicsv >/dev/null || { echo "midicsv is not installed"; exit 77; }
-if [ $# -eq 0 ]; then
-    # shellcheck disable=SC2046 # the package has no names with spaces
-    set -- $(dpkg -L openttd-openmsx 2>/dev/null | grep '\.mid$')
-fi
-[ $# -gt 0 ] || { echo "no files"; exit 77; }
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+# shellcheck source=midi_files.sh
+. "$(dirname "$0")/midi_files.sh"
 
 # Lines of both sides: track, time, then status, data and data of the message, or "tempo" and its value.
 # A note on with velocity 0 is a note off with velocity 64 to the reader, and goes out as a note on with velocity 0;

@@ -1,20 +1,11 @@
 #!/bin/sh
 # Imports MIDI files, exports them again, and compares both with each other as midicsv reads them.
 #     round_trip.sh MDID [FILE...]
-# Without files: those of Debian's openttd-openmsx. Exit code 77 (skipped) where these or midicsv are missing.
+# Without files: those of Debian's openttd-openmsx.
 set -eu
 
-mdid=$1
-shift
-command -v midicsv >/dev/null || { echo "midicsv is not installed"; exit 77; }
-if [ $# -eq 0 ]; then
-    # shellcheck disable=SC2046 # the package has no names with spaces
-    set -- $(dpkg -L openttd-openmsx 2>/dev/null | grep '\.mid$')
-fi
-[ $# -gt 0 ] || { echo "no files"; exit 77; }
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+# shellcheck source=midi_files.sh
+. "$(dirname "$0")/midi_files.sh"
 
 # What has to come back, a line each: by track and channel the notes (start, pitch, velocity, end, off velocity), and
 # in their order the values of each lane, the parameter-number controllers, and the programs with the bank in force;
