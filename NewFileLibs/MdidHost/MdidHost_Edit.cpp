@@ -2,6 +2,7 @@
 
 #include "MFnd/Ndo_Manager.h"
 #include "MFnd/Time_Convert.h"
+#include "Mdid/Mdi_Controller.h"
 #include "Mdid/Mdid_Chunk.h"
 #include "MdidHost/MdidHost_MusicalTime.h"
 #include "MdidHost/MdidHost_Text.h"
@@ -228,12 +229,10 @@ std::int64_t Transpose(Mdid_Chunk& ioChunk, int iSemitones)
     return EditNotes(*ioChunk.GetNoteList(), transpose) + TransposePolyPressure(ioChunk, iSemitones);
 }
 
-// Data entry means what the parameter number before it says.
 bool IsOfParameterNumber(const Mdie_SubStream& iKey)
 {
-    const int number = iKey.GetSubType();
     return iKey.GetDataType().GetDataType() == Mdie_SubStreamDataType::kController && !iKey.IsPerNote() &&
-           (number == 6 || number == 38 || (number >= 96 && number <= 101));
+           Mdi_Controller::IsOfParameterNumber(iKey.GetSubType());
 }
 
 // Each lane by itself, but those of the parameter numbers of a channel together.

@@ -1,5 +1,6 @@
 #include "MdidHost/MdidHost_EventCensus_Private.h"
 
+#include "Mdid/Mdi_Controller.h"
 #include "Mdid/Mdi_Meta.h"
 #include "Mdid/Mdi_Status.h"
 #include "MdidHost/MdidHost_Clicks_Private.h"
@@ -155,28 +156,20 @@ void MdidHost_EventCensus::OnMeta(const MdidHost_TrackEvent& iEvent, MdidHost_Fi
 
 void MdidHost_EventCensus::OnController(int iStatus, int iNumber, int iValue)
 {
-    enum
-    {
-        kDataEntry = 6,
-        kOtherLsb = 98, // of the numbers that are not registered
-        kOtherMsb = 99,
-        kParameterLsb = 100,
-        kParameterMsb = 101,
-        kFirstChannelMode = 120
-    };
+    using namespace Mdi_Controller;
     if (iNumber >= kFirstChannelMode)
         return Count(Kind::kChannelMode);
     const int channel = iStatus & 0x0F;
     if (channel != 0 && channel != 15)
         return;
     Zone& zone = channel == 0 ? mLower : mUpper;
-    if (iNumber == kParameterMsb)
+    if (iNumber == kParameterMSB)
         zone.mParameterMsb = iValue;
-    else if (iNumber == kParameterLsb)
+    else if (iNumber == kParameterLSB)
         zone.mParameterLsb = iValue;
-    else if (iNumber == kOtherLsb || iNumber == kOtherMsb)
+    else if (iNumber == kOtherParameterLSB || iNumber == kOtherParameterMSB)
         zone.mParameterMsb = zone.mParameterLsb = -1;
-    else if (iNumber == kDataEntry && zone.mParameterMsb == 0 && zone.mParameterLsb == 6)
+    else if (iNumber == kDataEntryMSB && zone.mParameterMsb == 0 && zone.mParameterLsb == kMPEConfiguration)
         zone.mNumMembers = std::max(zone.mNumMembers, iValue);
 }
 

@@ -1,6 +1,7 @@
 #include "MdidHost/MdidHost_Export.h"
 
 #include "CFnd/I18N_Utils.h"
+#include "Mdid/Mdi_Controller.h"
 #include "Mdid/Mdi_Meta.h"
 #include "Mdid/Mdid_Chunk.h"
 #include "Mdid/Mdid_EventTypes.h"
@@ -21,11 +22,6 @@ using Group = std::vector<std::size_t>; // places of session tracks that make on
 constexpr int kMaxTracks = std::numeric_limits<std::uint16_t>::max();
 constexpr int kMaxEmptyTracks = 1000; // more than these come from no file
 constexpr int kMaxTempo = 0xFFFFFF;
-
-constexpr signed char kDataEntry = 6;
-constexpr signed char kParameterLSB = 100;
-constexpr signed char kParameterMSB = 101;
-constexpr signed char kConfigurationNumber = 6;
 
 std::string BytesOf(std::initializer_list<int> iBytes)
 {
@@ -85,7 +81,7 @@ bool HoldsConfiguration(const Mdid_Chunk& iChunk)
 {
     const auto find = [&](int iController)
     { return iChunk.FindContinuousStream(Mdie_SubStream::Controller(iController)); };
-    const Mdid_ContinuousDataStream* entriesP = find(kDataEntry);
+    const Mdid_ContinuousDataStream* entriesP = find(Mdi_Controller::kDataEntryMSB);
     if (!entriesP || entriesP->IsEmpty())
         return false;
     const Time_Typed first = entriesP->GetSegments().front().mTime;
@@ -95,7 +91,8 @@ bool HoldsConfiguration(const Mdid_Chunk& iChunk)
         return laneP && !laneP->IsEmpty() && laneP->GetSegments().front().mTime <= first &&
                laneP->GetValueAtTime(first) == iNumber;
     };
-    return holds(kParameterMSB, 0) && holds(kParameterLSB, kConfigurationNumber);
+    return holds(Mdi_Controller::kParameterMSB, 0) &&
+           holds(Mdi_Controller::kParameterLSB, Mdi_Controller::kMPEConfiguration);
 }
 
 class Exporter
@@ -277,9 +274,11 @@ void Exporter::AddConfiguration(const Group& iGroup, MdidHost_ExportTrackEvents&
     if (MdidHost_ExportChannel(track, 0) == zone->mMaster && HoldsConfiguration(*track.mChunk))
         return;
     const auto master = static_cast<signed char>(zone->mMaster);
-    ioEvents.AddFirstMessage(Mdid_ControllerEvent(master, kParameterMSB, 0));
-    ioEvents.AddFirstMessage(Mdid_ControllerEvent(master, kParameterLSB, kConfigurationNumber));
-    ioEvents.AddFirstMessage(Mdid_ControllerEvent(master, kDataEntry, static_cast<signed char>(zone->mNumMembers)));
+    ioEvents.AddFirstMessage(Mdid_ControllerEvent(master, Mdi_Controller::kParameterMSB, 0));
+    ioEvents.AddFirstMessage(
+        Mdid_ControllerEvent(master, Mdi_Controller::kParameterLSB, Mdi_Controller::kMPEConfiguration));
+    ioEvents.AddFirstMessage(
+        Mdid_ControllerEvent(master, Mdi_Controller::kDataEntryMSB, static_cast<signed char>(zone->mNumMembers)));
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "MdidHost/MdidHost_ExportItemWriter_Private.h"
 
+#include "Mdid/Mdi_Controller.h"
 #include "Mdid/Mdi_Status.h"
 #include "Mdid/Mdid_EventTypes.h"
 #include "Mdid/Mdid_SysexEvent.h"
@@ -12,10 +13,6 @@ namespace
 {
 
 using Item = MdidHost_ExportItem;
-
-constexpr unsigned char kBankMSB = 0;
-constexpr unsigned char kBankLSB = 32;
-constexpr unsigned char kTimbre = 74;
 
 constexpr std::size_t kNumPitches = 128;
 constexpr std::size_t kNumLanes = 250;
@@ -35,7 +32,7 @@ struct Expression
 };
 constexpr std::array<Expression, 3> kExpressions = {{
     {0, Mdi_Status::kPitchBend, {0, 64}},
-    {kTimbre, Mdi_Status::kController, {kTimbre, 64}},
+    {Mdi_Controller::kTimbre, Mdi_Status::kController, {Mdi_Controller::kTimbre, 64}},
     {120, Mdi_Status::kMonoPressure, {0, 0}},
 }};
 
@@ -105,9 +102,9 @@ void MdidHost_ExportItemWriter::WriteProgram(const Item& iItem)
     const bool isMSBNew = program.IsMSBBankEnabled() && program.GetMSBBank() != bank.mMSB;
     const bool isLSBNew = program.IsLSBBankEnabled() && program.GetLSBBank() != bank.mLSB;
     if (program.IsMSBBankEnabled() && (isMSBNew || isLSBNew))
-        WriteController(iItem, kBankMSB, bank.mMSB = program.GetMSBBank());
+        WriteController(iItem, Mdi_Controller::kBankMSB, bank.mMSB = program.GetMSBBank());
     if (program.IsLSBBankEnabled() && (isMSBNew || isLSBNew))
-        WriteController(iItem, kBankLSB, bank.mLSB = program.GetLSBBank());
+        WriteController(iItem, Mdi_Controller::kBankLSB, bank.mLSB = program.GetLSBBank());
     const bool isProgramEnabled = iItem.mData[0] < 0x80;
     if (isProgramEnabled)
         WriteMessage(iItem);

@@ -19,10 +19,9 @@ public:
     {
         kBend,
         kPressure,
-        kTimbre, // controller 74
+        kTimbre,
         kNumLanes
     };
-    static constexpr signed char kTimbreController = 74;
 
     // Times ascend within a lane.
     void Add(int iChannel, ELane iLane, std::int64_t iTime)

@@ -1,6 +1,7 @@
 #include "MdidHost/MdidHost_ImportTracks_Private.h"
 
 #include "CFnd/Cmn_Assert.h"
+#include "Mdid/Mdi_Controller.h"
 #include "Mdid/Mdid_EventTypes.h"
 
 #include <algorithm>
@@ -17,19 +18,10 @@ constexpr int kPressureSlot = 120;
 constexpr int kProgramSlot = 121;
 constexpr int kFirstPolyPressureSlot = 122;
 
-constexpr signed char kBankMSB = 0;
-constexpr signed char kBankLSB = 32;
-constexpr signed char kDataEntryMSB = 6;
-constexpr signed char kDataEntryLSB = 38;
-constexpr signed char kFirstParameterNumber = 96; // data increment
-constexpr signed char kLastParameterNumber = 101; // registered, MSB
-
-// What data entry means depends on the parameter number before it: they keep their order across lanes.
+// Those of parameter numbers keep their order across lanes.
 int SlotOfController(signed char iController)
 {
-    const bool isOfParameterNumber = iController == kDataEntryMSB || iController == kDataEntryLSB ||
-                                     (iController >= kFirstParameterNumber && iController <= kLastParameterNumber);
-    return isOfParameterNumber ? kDataEntryMSB : iController;
+    return Mdi_Controller::IsOfParameterNumber(iController) ? Mdi_Controller::kDataEntryMSB : iController;
 }
 
 constexpr std::int64_t kBeforeAll = -1;
@@ -164,13 +156,13 @@ inline void MdidHost_ImportTracks::AddNoteOff(Channel& ioChannel, signed char iP
 void MdidHost_ImportTracks::AddController(Channel& ioChannel, const Mdid_ControllerEvent& iEvent)
 {
     const signed char controller = iEvent.GetController();
-    if (controller == kBankMSB || controller == kBankLSB)
+    if (controller == Mdi_Controller::kBankMSB || controller == Mdi_Controller::kBankLSB)
     {
-        BankPart& part = ioChannel.mBank[controller == kBankMSB ? 0 : 1];
+        BankPart& part = ioChannel.mBank[controller == Mdi_Controller::kBankMSB ? 0 : 1];
         mLosses.Add(Losses::kLoneBankSelects, part.mIsWaiting ? 1 : 0);
         part = {iEvent.GetValue(), true};
     }
-    else if (controller == Expression::kTimbreController)
+    else if (controller == Mdi_Controller::kTimbre)
         AddVoiceEvent(ioChannel, iEvent, controller, Expression::kTimbre);
     else
         AddOtherEvent(ioChannel, iEvent, SlotOfController(controller));
