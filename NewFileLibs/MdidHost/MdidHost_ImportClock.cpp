@@ -1,17 +1,5 @@
 #include "MdidHost/MdidHost_ImportClock_Private.h"
 
-void MdidHost_ImportClock::SetDivision(const MdidHost_Division& iDivision)
-{
-    mDivision = iDivision;
-    mFileTicks = iDivision.GetTicksPerQuarter();
-    mCounts = Time_Context::kTicksPerQuarter;
-    if (iDivision.IsSMPTE())
-    {
-        mFileTicks = std::int64_t{iDivision.GetFramesPerSecond()} * iDivision.GetTicksPerFrame();
-        mCounts = iDivision.IsDropFrame() ? 1'001'000 : Time_Context::kMicrosecondsPerSecond;
-    }
-}
-
 MdidHost_ImportClock::Moment MdidHost_ImportClock::AdvanceToSysex(int iReaderTime)
 {
     const auto difference =

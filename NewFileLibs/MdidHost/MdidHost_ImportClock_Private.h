@@ -18,9 +18,9 @@ public:
     // Later than this no event is put, so that there is room behind the last one.
     static constexpr std::int64_t kLatestTime = std::int64_t{1} << 60;
 
-    MdidHost_ImportClock() { SetDivision({}); }
+    MdidHost_ImportClock() = default;
 
-    void SetDivision(const MdidHost_Division& iDivision);
+    void SetDivision(const MdidHost_Division& iDivision) { mDivision = iDivision; }
     const MdidHost_Division& GetDivision() const { return mDivision; }
     Time_EType GetKind() const { return mDivision.GetKind(); }
 
@@ -47,23 +47,16 @@ public:
     bool IsOfAnotherTick(std::int64_t iTime, const Moment& iMoment) const;
 
 private:
-    explicit MdidHost_ImportClock(const MdidHost_Division& iDivision) { SetDivision(iDivision); }
+    explicit MdidHost_ImportClock(const MdidHost_Division& iDivision) : mDivision(iDivision) {}
 
     std::int64_t TimeAt(std::int64_t iFileTick) const
     {
-        // What 64 bits can hold. The division is the same as that of MdidHost_Division::ToTime.
-        if (iFileTick < kMaxQuickTick) [[likely]]
-            return (2 * iFileTick * mCounts + mFileTicks) / (2 * mFileTicks);
         return std::min(mDivision.ToTime(iFileTick).AsInt64(), kLatestTime);
     }
 
     Moment MomentOf(std::int64_t iFileTick) const { return {iFileTick, TimeAt(iFileTick)}; }
 
-    static constexpr std::int64_t kMaxQuickTick = std::int64_t{1} << 40;
-
     MdidHost_Division mDivision;
-    std::int64_t mCounts = 0; // that mFileTicks last
-    std::int64_t mFileTicks = 1;
     int mReaderTime = 0;
     Moment mNow;
 };

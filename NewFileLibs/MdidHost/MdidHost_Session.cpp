@@ -12,9 +12,12 @@ namespace
 // How many counts of a session's kind a file tick lasts, as a fraction.
 struct Ratio
 {
-    Time_Int128 mCounts;
-    Time_Int128 mFileTicks;
+    std::int64_t mCounts;
+    std::int64_t mFileTicks;
 };
+
+// Times twice the largest number in any ratio, below 2^20, this stays below 2^61.
+constexpr std::int64_t kMaxQuickCount = std::int64_t{1} << 40;
 
 // 30 drop-frame runs at 30,000/1,001 frames a second.
 Ratio RatioOf(const MdidHost_Division& iDivision)
@@ -23,15 +26,18 @@ Ratio RatioOf(const MdidHost_Division& iDivision)
         return {Time_Context::kTicksPerQuarter, iDivision.GetTicksPerQuarter()};
     const std::int64_t ticksPerSecond = std::int64_t{iDivision.GetFramesPerSecond()} * iDivision.GetTicksPerFrame();
     if (iDivision.IsDropFrame())
-        return {Time_Int128{Time_Context::kMicrosecondsPerSecond / 1000} * 1001, ticksPerSecond};
+        return {Time_Context::kMicrosecondsPerSecond / 1000 * 1001, ticksPerSecond};
     return {Time_Context::kMicrosecondsPerSecond, ticksPerSecond};
 }
 
-// To the nearest, halves upward. iDivisor is positive; the quotient is cut to what a time can count.
-std::int64_t ScaleRounded(std::int64_t iCount, Time_Int128 iFactor, Time_Int128 iDivisor)
+// To the nearest, halves upward. Factor and divisor are those of a ratio; the quotient is cut to what a time can count.
+std::int64_t ScaleRounded(std::int64_t iCount, std::int64_t iFactor, std::int64_t iDivisor)
 {
+    // What 64 bits can hold: an import asks for every tick at which something is.
+    if (iCount >= 0 && iCount < kMaxQuickCount) [[likely]]
+        return (2 * iCount * iFactor + iDivisor) / (2 * iDivisor);
     const Time_Int128 numerator = Time_Int128{2} * iCount * iFactor + iDivisor;
-    const Time_Int128 denominator = 2 * iDivisor;
+    const Time_Int128 denominator = Time_Int128{2} * iDivisor;
     const Time_Int128 quotient = numerator / denominator - (numerator % denominator < 0 ? 1 : 0);
     return static_cast<std::int64_t>(
         std::clamp(quotient, Time_Int128{Time_Packed::kMinCount}, Time_Int128{Time_Packed::kMaxCount}));
