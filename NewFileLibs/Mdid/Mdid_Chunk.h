@@ -91,6 +91,7 @@ public:
     // undo of its own state, destroy the list; undo of a part alone does not pass here, so hosts drop it after an undo.
     Mdid_DisplayItemList* GetSortedEventList() const { return mSortedEventListP; }
     void StoreSortedEventList(Mdid_DisplayItemList* iListP) { mSortedEventListP = iListP; }
+    void DropSortedList(); // destroys it
 
     const Sys_Umid& GetUID() const { return mUID; }
     void SetUID(const Sys_Umid& iUID); // always saves undo state
@@ -214,7 +215,6 @@ private:
     explicit Mdid_Chunk(ReCreate);
 
     EUndoFlag GetUndoFlag() const { return NdoIsUndoable() ? kUndoable : kNotUndoable; }
-    void DropSortedList();
 
     // Destroys the sorted list at the end of an edit, however it ends; until then the edit's arguments may lie in it.
     class EditScope

@@ -161,14 +161,6 @@ private:
     const Request& mRequest;
 };
 
-// The parts are edited directly.
-void DropSortedList(Mdid_Chunk& ioChunk)
-{
-    const Mdid_DisplayItemList* const listP = ioChunk.GetSortedEventList();
-    ioChunk.StoreSortedEventList(nullptr);
-    delete listP;
-}
-
 // Changes the notes for which iEdit(note) says so. Returns how many.
 template <class Edit>
 std::int64_t EditNotes(Mdid_NoteListBase& ioNotes, Edit iEdit)
@@ -225,7 +217,7 @@ std::int64_t Transpose(Mdid_Chunk& ioChunk, int iSemitones)
         ioNote.GetNote().SetPitch(static_cast<signed char>(ioNote.GetPitch() + iSemitones));
         return true;
     };
-    DropSortedList(ioChunk);
+    ioChunk.DropSortedList(); // the parts are edited directly
     return EditNotes(*ioChunk.GetNoteList(), transpose) + TransposePolyPressure(ioChunk, iSemitones);
 }
 
@@ -344,7 +336,7 @@ std::int64_t Shift(Mdid_Chunk& ioChunk, Time_TypedLength iLength)
 {
     if (iLength.AsInt64() == 0)
         return 0;
-    DropSortedList(ioChunk);
+    ioChunk.DropSortedList(); // the parts are edited directly
     ioChunk.GetNoteList()->OffsetTimes(iLength);
     ShiftLanes(ioChunk, iLength);
     ShiftEvents(*ioChunk.GetEventStream(), iLength);
@@ -376,7 +368,7 @@ std::int64_t Quantize(Mdid_Chunk& ioChunk, Time_TypedLength iGrid)
         ioNote.SetQuantizeTimeDelta(performed - start);
         return true;
     };
-    DropSortedList(ioChunk);
+    ioChunk.DropSortedList(); // the parts are edited directly
     return EditNotes(notes, quantize);
 }
 
