@@ -10,6 +10,7 @@
 #include "MFnd/Time_XML.h"
 #include "Mdid/Mdid_ContinuousDataStream.h"
 #include "Mdid/Mdid_Messages.h"
+#include "Mdid/Mdid_NoteOnKey_Private.h"
 #include "Mdid/Mdid_Notifications.h"
 #include "Mdid/Mdid_Options.h"
 #include "Mdid/Mdid_PerNoteControllerList.h"
@@ -18,10 +19,10 @@
 #include "QuorPlatformSupport/SPSStartupOption.h"
 
 #include <algorithm>
+#include <functional>
 #include <ostream>
 #include <sstream>
 #include <string>
-#include <tuple>
 #include <vector>
 
 namespace
@@ -115,12 +116,6 @@ Time_TypedLength DurationDeltaFromOriginal(const Note& iNote)
     return duration - (Time_TypedLength(0, duration.GetType()) + iNote.GetOriginalDuration());
 }
 
-// No channel counts as the first.
-signed char ChannelFromSaved(signed char iChannel)
-{
-    return iChannel == Mdid_Event::kNoChannel ? 0 : iChannel;
-}
-
 std::int64_t InThousandTicks(Time_Typed iTime)
 {
     return Time_Convert::ToTick(iTime).AsInt64() / 1000;
@@ -145,12 +140,6 @@ bool SkipSection(Sys_TypedInStream& ioStream, std::int64_t iCount, std::int64_t 
     return true;
 }
 
-// A note without channel is read back on channel 0.
-signed char ChannelReadBack(const Note& iNote)
-{
-    return std::max<signed char>(iNote.GetEvent().GetChannel(), 0);
-}
-
 // An empty lane of a note that has none of its index.
 struct StandIn
 {
@@ -158,15 +147,11 @@ struct StandIn
     Mdie_SubStream mKey;
 };
 
-// What a stream tells of a note-on beside its time, and the place of the note.
-using NoteOnPlace = std::tuple<Time_EType, signed char, signed char, signed char, std::size_t>;
-
-bool IsSameNoteOn(const NoteOnPlace& iA, const NoteOnPlace& iB)
+struct NoteOnPlace
 {
-    NoteOnPlace other = iB;
-    std::get<std::size_t>(other) = std::get<std::size_t>(iA);
-    return iA == other;
-}
+    Mdid_NoteOnKey mKey;
+    std::size_t mNote;
+};
 
 // The notes of one time, those of one note-on together and in order.
 std::vector<NoteOnPlace> SortedNoteOns(const std::vector<Note>& iNotes, std::size_t iFirst, std::size_t iLast)
@@ -174,19 +159,35 @@ std::vector<NoteOnPlace> SortedNoteOns(const std::vector<Note>& iNotes, std::siz
     std::vector<NoteOnPlace> places;
     places.reserve(iLast - iFirst);
     for (std::size_t i = iFirst; i < iLast; ++i)
-        places.emplace_back(iNotes[i].GetTime().GetType(), ChannelReadBack(iNotes[i]), iNotes[i].GetPitch(),
-                            iNotes[i].GetNote().GetVelocity(), i);
-    std::ranges::sort(places);
+        places.push_back({Mdid_NoteOnKey::AsReadBack(iNotes[i]), i});
+    std::ranges::stable_sort(places, std::less<Mdid_NoteOnKey>(), &NoteOnPlace::mKey);
     return places;
 }
 
-bool HasLane(const Note& iNote, int iIndex)
+// Adds the indices of the note's lanes that are new.
+void SeeLanes(const Note& iNote, std::vector<Mdie_SubStream>& ioSeen)
 {
     if (!iNote.HasPerNoteControllers())
-        return false;
-    const auto& lanes = *iNote.GetPerNoteControllers();
-    return std::ranges::any_of(lanes, [iIndex](const Mdid_PerNoteDataStream& i)
-                               { return i.GetSubStream().GetDataTypeIndex() == iIndex; });
+        return;
+    for (const Mdid_PerNoteDataStream& lane : *iNote.GetPerNoteControllers())
+        if (std::ranges::find(ioSeen, lane.GetSubStream()) == ioSeen.end())
+            ioSeen.push_back(lane.GetSubStream());
+}
+
+void AddStandInsOfOneTime(const std::vector<Note>& iNotes, const std::vector<NoteOnPlace>& iPlaces,
+                          std::vector<StandIn>& ioStandIns)
+{
+    std::vector<Mdie_SubStream> seen; // of the notes before
+    for (std::size_t i = 0; i < iPlaces.size(); ++i)
+    {
+        if (i > 0 && iPlaces[i - 1].mKey < iPlaces[i].mKey)
+            seen.clear();
+        const Note& note = iNotes[iPlaces[i].mNote];
+        for (const Mdie_SubStream& key : seen)
+            if (!Mdid_HasLane(note, key))
+                ioStandIns.push_back({iPlaces[i].mNote, key});
+        SeeLanes(note, seen);
+    }
 }
 
 // Saved lanes of equal note-ons know their notes by their number alone: the first one is the last note's. So a note
@@ -194,29 +195,13 @@ bool HasLane(const Note& iNote, int iIndex)
 std::vector<StandIn> FindStandIns(const std::vector<Note>& iNotes)
 {
     std::vector<StandIn> standIns;
-    std::vector<Mdie_SubStream> seen; // of the notes before
     for (std::size_t first = 0, last = 0; first < iNotes.size(); first = last)
     {
         bool isAnyWithLanes = false;
         for (; last < iNotes.size() && iNotes[last].GetTime() == iNotes[first].GetTime(); ++last)
             isAnyWithLanes |= iNotes[last].HasPerNoteControllers();
-        if (!isAnyWithLanes || last == first + 1)
-            continue;
-        const std::vector<NoteOnPlace> places = SortedNoteOns(iNotes, first, last);
-        for (auto place = places.begin(); place != places.end(); ++place)
-        {
-            if (place == places.begin() || !IsSameNoteOn(*place, place[-1]))
-                seen.clear();
-            const std::size_t i = std::get<std::size_t>(*place);
-            for (const Mdie_SubStream& key : seen)
-                if (!HasLane(iNotes[i], key.GetDataTypeIndex()))
-                    standIns.push_back({i, key});
-            if (iNotes[i].HasPerNoteControllers())
-                for (const Mdid_PerNoteDataStream& lane : *iNotes[i].GetPerNoteControllers())
-                    if (std::ranges::find(seen, lane.GetSubStream().GetDataTypeIndex(),
-                                          &Mdie_SubStream::GetDataTypeIndex) == seen.end())
-                        seen.push_back(lane.GetSubStream());
-        }
+        if (isAnyWithLanes && last > first + 1)
+            AddStandInsOfOneTime(iNotes, SortedNoteOns(iNotes, first, last), standIns);
     }
     std::ranges::stable_sort(standIns, {}, &StandIn::mNote);
     return standIns;
@@ -290,7 +275,7 @@ Mdid_NoteListBase::Lanes Mdid_NoteListBase::MakeLanes() const
     const auto add = [&lanes](const Note& iNote, Mdie_SubStream iKey, bool iSnapToCoarseTicks)
     {
         iKey.LinkToNote(iNote);
-        iKey.SetChannel(ChannelReadBack(iNote));
+        iKey.SetChannel(Mdid_NoteOnKey::ChannelReadBack(iKey.GetChannel()));
         // Not undoable: saving leaves no traces in the history.
         lanes.push_back(Lanes::value_type(new Mdid_ContinuousDataStream(iKey, kNotUndoable, iSnapToCoarseTicks)));
         return lanes.back().get();
@@ -425,7 +410,7 @@ void Mdid_NoteListBase::StreamInFlags(Sys_TypedInStream& ioStream)
         if (numFields >= 1)
             note.SetIsMuted(ioStream.Read<bool>());
         if (numFields >= 2)
-            note.GetEvent().SetChannel(ChannelFromSaved(ioStream.Read<signed char>()));
+            note.GetEvent().SetChannel(Mdid_NoteOnKey::ChannelReadBack(ioStream.Read<signed char>()));
         if (numFields >= kNumFlagFields)
         {
             FieldReader<kDeltasSize> fields(ioStream, kDeltasSize);

@@ -4,16 +4,15 @@
 
 #include "CFnd/Cmn_Assert.h"
 #include "MFnd/Ndo_SavedVector.h"
+#include "Mdid/Mdid_NoteOnKey_Private.h"
 #include "Mdid/Mdid_PerNoteControllerList.h"
 #include "Mdid/Mdid_TrimmedNotesContext.h"
 
 #include <algorithm>
-#include <array>
 #include <bitset>
 #include <functional>
 #include <iterator>
 #include <numeric>
-#include <tuple>
 #include <utility>
 
 namespace
@@ -38,38 +37,6 @@ std::size_t SizeOfParts(const Note& iNote)
         size += sizeof lane + lane.GetSegments().size() * sizeof(Mdid_ContinuousDataStreamCore::Segment);
     return size;
 }
-
-bool HasLane(const Note& iNote, const Mdie_SubStream& iKey)
-{
-    if (!iNote.HasPerNoteControllers())
-        return false;
-    const Mdid_PerNoteDataStreamList& lanes = *iNote.GetPerNoteControllers();
-    const auto found = lanes.FindStream(iKey);
-    return found != lanes.end() && found->GetSubStream() == iKey;
-}
-
-// What a saved lane knows of its note.
-struct NoteOnKey
-{
-    Time_Typed mTime;
-    Time_EType mKind;
-    std::array<signed char, 4> mEvent; // type, channel, pitch and on velocity
-
-    explicit NoteOnKey(const Mdie_TimedEvent& iNoteOn) : mTime(iNoteOn.GetTime()), mKind(mTime.GetType())
-    {
-        const auto& note = iNoteOn.GetEvent().As<Mdid_NoteWithDurationBase>();
-        mEvent = {note.GetType(), note.GetChannel(), note.GetPitch(), note.GetVelocity()};
-    }
-
-    bool IsOf(const Note& iNote) const { return mEvent == NoteOnKey(iNote).mEvent; }
-
-    friend bool operator<(const NoteOnKey& iA, const NoteOnKey& iB)
-    {
-        if (iA.mTime != iB.mTime)
-            return iA.mTime < iB.mTime;
-        return std::tie(iA.mKind, iA.mEvent) < std::tie(iB.mKind, iB.mEvent);
-    }
-};
 
 using LaneIndices = std::bitset<Mdie_SubStream::GetNumIndices()>;
 
@@ -339,7 +306,7 @@ void Mdid_NoteListBase::DropStandIns(const std::vector<std::size_t>& iNoteOns)
     for (std::size_t i = 0; i < iNoteOns.size(); ++i)
     {
         Note& note = mNotes[iNoteOns[i]];
-        if (i > 0 && NoteOnKey(mNotes[iNoteOns[i - 1]]) < NoteOnKey(note))
+        if (i > 0 && Mdid_NoteOnKey(mNotes[iNoteOns[i - 1]]) < Mdid_NoteOnKey(note))
             seen.reset();
         if (note.HasPerNoteControllers())
             DropEmptyLanes(note, seen);
@@ -368,19 +335,20 @@ void Mdid_NoteListBase::IndexNoteOns()
 {
     mNoteOns.resize(mNotes.size());
     std::iota(mNoteOns.begin(), mNoteOns.end(), std::size_t{0});
-    std::ranges::stable_sort(mNoteOns, std::less<NoteOnKey>(), [this](std::size_t i) { return NoteOnKey(mNotes[i]); });
+    std::ranges::stable_sort(mNoteOns, std::less<Mdid_NoteOnKey>(),
+                             [this](std::size_t i) { return Mdid_NoteOnKey(mNotes[i]); });
 }
 
 // The notes of one key that have the lane already are the last ones, each of which was found before.
 const Mdid_NoteListBase::Note* Mdid_NoteListBase::FindIndexedNote(const Mdie_TimedEvent& iNoteOn, Time_EType iKind,
                                                                   const Mdie_SubStream& iLane) const
 {
-    NoteOnKey key(iNoteOn);
+    Mdid_NoteOnKey key(iNoteOn);
     key.mKind = iKind;
-    const auto keyOf = [this](std::size_t i) { return NoteOnKey(mNotes[i]); };
-    const auto first = std::ranges::lower_bound(mNoteOns, key, std::less<NoteOnKey>(), keyOf);
-    const auto last = std::ranges::upper_bound(first, mNoteOns.end(), key, std::less<NoteOnKey>(), keyOf);
-    const auto end = std::partition_point(first, last, [&](std::size_t i) { return !HasLane(mNotes[i], iLane); });
+    const auto keyOf = [this](std::size_t i) { return Mdid_NoteOnKey(mNotes[i]); };
+    const auto first = std::ranges::lower_bound(mNoteOns, key, std::less<Mdid_NoteOnKey>(), keyOf);
+    const auto last = std::ranges::upper_bound(first, mNoteOns.end(), key, std::less<Mdid_NoteOnKey>(), keyOf);
+    const auto end = std::partition_point(first, last, [&](std::size_t i) { return !Mdid_HasLane(mNotes[i], iLane); });
     return end == first ? nullptr : &mNotes[*std::prev(end)];
 }
 
@@ -397,12 +365,12 @@ const Mdid_NoteListBase::Note* Mdid_NoteListBase::FindNoteForLane(const Mdie_Tim
             noteP = noteP || kind == ownKind ? noteP : FindIndexedNote(iNoteOn, kind, iLane);
         return noteP;
     }
-    const NoteOnKey key(iNoteOn);
+    const Mdid_NoteOnKey key(iNoteOn);
     const auto firstOfTime = LowerBound(iNoteOn.GetTime());
     const auto lastOfTime = std::ranges::upper_bound(firstOfTime, end(), iNoteOn.GetTime(), {}, &Note::GetTime);
     const auto first = std::make_reverse_iterator(lastOfTime);
     const auto last = std::make_reverse_iterator(firstOfTime);
-    const auto isFree = [&](const Note& iNote) { return key.IsOf(iNote) && !HasLane(iNote, iLane); };
+    const auto isFree = [&](const Note& iNote) { return key.IsOf(iNote) && !Mdid_HasLane(iNote, iLane); };
     auto found = std::find_if(first, last,
                               [&](const Note& iNote)
                               { return isFree(iNote) && iNote.GetTime().GetType() == iNoteOn.GetTime().GetType(); });
