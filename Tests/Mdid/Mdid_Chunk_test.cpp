@@ -138,6 +138,22 @@ TEST(Mdid_Chunk, ADeletedChunkComesBackWholeAndAsUndoableAsBefore)
     chunk()->NdoDelete();
 }
 
+TEST(Mdid_Chunk, ALongNoteSavesTheListOfLongNotesToo)
+{
+    const auto heldByAdding = [](std::int64_t iDuration)
+    {
+        auto chunk = MakeChunk({MakeNote(0, 60, 9)});
+        Ndo_gManager.DropHistory();
+        Ndo_Step step("add");
+        chunk->AddEvent(MakeNote(9, 60, iDuration), kOrdinary);
+        step.Commit();
+        const std::size_t held = Ndo_gManager.GetBytesHeld();
+        Ndo_gManager.DropHistory();
+        return held;
+    };
+    EXPECT_GE(heldByAdding(3'840'000), heldByAdding(3'839'999) + Ndo_Manager::kBytesOfRecord);
+}
+
 TEST(Mdid_Chunk, NullsAmongTheLanesArePassedOver)
 {
     const auto chunk = MakeFilledChunk();
