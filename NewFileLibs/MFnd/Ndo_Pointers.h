@@ -47,8 +47,8 @@ public:
 
     Ndo_ObjectID GetID() const { return mID; }
 
-    // Null when there is none, or when it is not a T.
-    T* Lookup() const { return dynamic_cast<T*>(Ndo_gManager.LookupObject(mID)); }
+    // Looks it up. Null when there is none, or when it is not a T.
+    T* Get() const { return dynamic_cast<T*>(Ndo_gManager.LookupObject(mID)); }
 
     bool operator==(const Ndo_StateRef&) const = default;
 
@@ -98,7 +98,7 @@ public:
     }
 
     // For NdoRestoreState: owns what the state refers to. What was owned before belongs to the history.
-    void Restore(const Ndo_StateRef<T>& iRef) { mObject = iRef.Lookup(); }
+    void Restore(const Ndo_StateRef<T>& iRef) { mObject = iRef.Get(); }
 
 private:
     Ndo_TrackedPtr<T> mObject;

@@ -128,15 +128,15 @@ public:
         auto lanesP = std::make_unique<Mdid_ContinuousDataStreamList>();
         lanesP->reserve(mLanes.size());
         for (const auto& lane : mLanes)
-            lanesP->push_back(lane.Lookup());
+            lanesP->push_back(lane.Get());
         // Neither is undoable: what they are in a chunk that exists is newer than the state.
         if (iIsBeingRecreated)
         {
             ioChunk.mClipBoundaryMap = mClipBoundaryMap;
             ioChunk.mQuantizeContents = mQuantizeContents;
         }
-        ioChunk.mNoteListP = mNoteList.Lookup();
-        ioChunk.mEventStreamP = mEventStream.Lookup();
+        ioChunk.mNoteListP = mNoteList.Get();
+        ioChunk.mEventStreamP = mEventStream.Get();
         ioChunk.mContinuousListP = std::move(lanesP);
         ioChunk.mUID = mUID;
         ioChunk.mIsLocal = mIsLocal;
