@@ -3,11 +3,13 @@
 #include "CFnd/Cmn_Assert.h"
 #include "MFnd/Time_Convert.h"
 #include "MFnd/Time_Globals.h"
+#include "Mdid/Mdid_LongNoteIndex_Private.h"
 #include "Mdid/Mdid_PerNoteControllerList.h"
 #include "Mdid/Mdid_SortIfNeeded_Private.h"
 #include "Mdid/Mdid_TrimmedNotesContext.h"
 
 #include <algorithm>
+#include <functional>
 #include <iterator>
 
 namespace
@@ -76,6 +78,8 @@ Mdid_NoteListBase& Mdid_NoteListBase::operator=(Mdid_NoteListBase&& ioOther) noe
         return *this;
     NdoChangesWithoutState();
     ioOther.NdoChangesWithoutState();
+    ++mRevision;
+    ++ioOther.mRevision;
     mSnapToCoarseTicks = ioOther.mSnapToCoarseTicks;
     mIsMPE = std::exchange(ioOther.mIsMPE, false);
     mNotes = std::exchange(ioOther.mNotes, {});
@@ -177,7 +181,7 @@ void Mdid_NoteListBase::SetIsMPE(bool iIsMPE)
 {
     if (mIsMPE == iIsMPE)
         return;
-    NdoAboutToModify();
+    AboutToEdit();
     mIsMPE = iIsMPE;
 }
 
@@ -262,7 +266,7 @@ void Mdid_NoteListBase::ReplaceData(const Mdid_NoteListBase* iOther)
     if (!iOther || iOther == this)
         return;
     Notes notes = iOther->mNotes;
-    NdoAboutToModify();
+    AboutToEdit();
     ForgetReturns();
     mSnapToCoarseTicks = iOther->mSnapToCoarseTicks;
     mIsMPE = iOther->mIsMPE;
@@ -274,9 +278,9 @@ void Mdid_NoteListBase::ReplaceData(const Mdid_NoteListBase* iOther)
 Mdid_NoteListBase::const_iterator Mdid_NoteListBase::AddNote(Note iNote)
 {
     CompleteReturns();
-    NdoAboutToModify();
     if (mTrimmedNotesContextP)
         mTrimmedNotesContextP->FilterNote(iNote);
+    AboutToEdit();
     const bool hasPerNoteControllers = iNote.HasPerNoteControllers();
 
     const bool isLast = mNotes.empty() || !NoteLess()(iNote, mNotes.back());
@@ -306,24 +310,50 @@ void Mdid_NoteListBase::EraseNote(const Mdie_TimedEvent& iEvent)
     const Mdie_TimedEvent event(iEvent.GetTime(), iEvent.GetEvent());
     CompleteReturns();
     const auto note = FindNote(event);
-    if (note == end())
-        return;
-    NdoAboutToModify();
-    if (iLongNoteListP && IsLong(*note))
-        iLongNoteListP->EraseCopyOf(*note);
-    mNotes.erase(note);
+    if (note != end())
+        Erase(note);
 }
 
 // Of several equal note-ons the very one.
-void Mdid_NoteListBase::EraseCopyOf(const Note& iNote)
+Mdid_NoteListBase::const_iterator Mdid_NoteListBase::FindIdentical(const Note& iNote) const
 {
     for (auto note = LowerBound(iNote.GetTime()); note != end() && note->GetTime() == iNote.GetTime(); ++note)
         if (note->IsIdenticalTo(iNote))
-        {
-            NdoAboutToModify();
-            mNotes.erase(note);
-            return;
-        }
+            return note;
+    return end();
+}
+
+void Mdid_NoteListBase::EraseCopyOf(const Note& iNote)
+{
+    const auto note = FindIdentical(iNote);
+    if (note == end())
+        return;
+    AboutToEdit();
+    mNotes.erase(note);
+}
+
+bool Mdid_NoteListBase::IsInList(const Note& iNote) const
+{
+    const std::less<const Note*> isBefore;
+    return !isBefore(&iNote, mNotes.data()) && isBefore(&iNote, mNotes.data() + mNotes.size());
+}
+
+Mdid_NoteListBase::const_iterator Mdid_NoteListBase::Erase(const_iterator iNote)
+{
+    if (!CMN_VERIFY(iNote != end() && IsInList(*iNote)))
+        return end();
+    if (mIsDirty || !mBorrowedWhileReading.empty() || mAreLongNotesStale)
+    {
+        const Note note = *iNote; // which may move
+        CompleteReturns();
+        iNote = FindIdentical(note);
+        if (iNote == end()) // snapped to another time
+            return iNote;
+    }
+    AboutToEdit();
+    if (iLongNoteListP && IsLong(*iNote))
+        iLongNoteListP->EraseCopyOf(*iNote);
+    return mNotes.erase(iNote);
 }
 
 void Mdid_NoteListBase::EraseTimeRange(Time_Typed iStart, Time_Typed iEnd)
@@ -332,7 +362,7 @@ void Mdid_NoteListBase::EraseTimeRange(Time_Typed iStart, Time_Typed iEnd)
     const auto [first, last] = FindRange(iStart, iEnd);
     if (first == last)
         return;
-    NdoAboutToModify();
+    AboutToEdit();
     if (iLongNoteListP)
         iLongNoteListP->EraseTimeRange(iStart, iEnd);
     mNotes.erase(first, last);
@@ -356,7 +386,7 @@ void Mdid_NoteListBase::Erase(const Mdid_NoteListBase* iOther)
     const auto first = std::ranges::find_if(mNotes, isInOther);
     if (first == mNotes.end())
         return;
-    NdoAboutToModify();
+    AboutToEdit();
     mNotes.erase(std::remove_if(first, mNotes.end(), isInOther), mNotes.end());
     RegenerateLongNoteList();
 }
@@ -368,7 +398,7 @@ void Mdid_NoteListBase::Merge(const Mdid_NoteListBase* iOther)
     CompleteReturns();
     Notes incoming = FilteredCopy(iOther->begin(), iOther->end());
     Mdid_SortIfNeeded(incoming, NoteLess());
-    NdoAboutToModify();
+    AboutToEdit();
     const bool isMPE = mIsMPE || HavePerNoteControllers(incoming);
     const auto firstAffected =
         std::distance(mNotes.begin(), std::ranges::lower_bound(mNotes, incoming.front(), NoteLess()));
@@ -402,7 +432,7 @@ void Mdid_NoteListBase::CopyTimeRange(Mdid_NoteListBase* oCopyDestP, Time_Typed 
         Mdid_SortIfNeeded(notes, NoteLess());
     if (notes.empty() && oCopyDestP->empty() && !oCopyDestP->mIsMPE)
         return;
-    oCopyDestP->NdoAboutToModify();
+    oCopyDestP->AboutToEdit();
     oCopyDestP->ForgetReturns();
     oCopyDestP->mIsMPE = HavePerNoteControllers(notes);
     oCopyDestP->mNotes = std::move(notes);
@@ -412,7 +442,7 @@ void Mdid_NoteListBase::CopyTimeRange(Mdid_NoteListBase* oCopyDestP, Time_Typed 
 void Mdid_NoteListBase::Clear()
 {
     if (!empty() || mIsMPE)
-        NdoAboutToModify();
+        AboutToEdit();
     ForgetReturns();
     mNotes.clear();
     mIsMPE = false;
@@ -424,7 +454,7 @@ void Mdid_NoteListBase::OffsetTimes(Time_TypedLength iDelta)
     CompleteReturns();
     if (empty() || iDelta.AsInt64() == 0)
         return;
-    NdoAboutToModify();
+    AboutToEdit();
     for (Note& note : mNotes)
         note.SetTime(note.GetTime() + iDelta);
     Mdid_SortIfNeeded(mNotes, NoteLess());
@@ -436,7 +466,7 @@ void Mdid_NoteListBase::OffsetStarts(Time_TypedLength iDelta)
     CompleteReturns();
     if (empty() || (iDelta.AsInt64() == 0 && !SnapsNow()))
         return;
-    NdoAboutToModify();
+    AboutToEdit();
     for (Note& note : mNotes)
     {
         const Time_Typed end = note.GetEndTime();
@@ -452,7 +482,7 @@ void Mdid_NoteListBase::OffsetDurations(Time_TypedLength iDelta)
     CompleteReturns();
     if (empty() || iDelta.AsInt64() == 0)
         return;
-    NdoAboutToModify();
+    AboutToEdit();
     for (Note& note : mNotes)
         note.GetNote().SetDuration(note.GetNote().GetDuration() + iDelta);
     Mdid_SortIfNeeded(mNotes, NoteLess());
@@ -468,7 +498,7 @@ void Mdid_NoteListBase::OffsetPitches(Time_TypedLength iDelta)
     { return isDown ? iNote.GetPitch() <= 0 : iNote.GetPitch() == 127; };
     if (empty() || std::ranges::any_of(mNotes, isAtEnd))
         return;
-    NdoAboutToModify();
+    AboutToEdit();
     for (Note& note : mNotes)
         note.GetNote().SetPitch(static_cast<signed char>(note.GetPitch() + (isDown ? -1 : 1)));
     EditLongNotes([&](Mdid_NoteListBase& ioLongNotes) { ioLongNotes.OffsetPitches(iDelta); });
@@ -485,7 +515,7 @@ void Mdid_NoteListBase::SetLongNoteList(Ndo_AutoPtr<Mdid_NoteListBase> iLongNote
     if (!CMN_VERIFY(iLongNoteListP.Get() == nullptr || this->NdoIsUndoable() == iLongNoteListP->NdoIsUndoable()))
         throw Cmn_AssertException("a long-note list that is not undoable like its owner");
     if (iLongNoteListP.Get() != this->iLongNoteListP.Get())
-        NdoAboutToModify();
+        AboutToEdit();
     this->iLongNoteListP.Reset(iLongNoteListP.Release());
     SetLongNoteDuration(iTickLength);
     SetLongNoteDuration(iSampleLength);
@@ -500,6 +530,7 @@ Mdid_NoteListBase::Notes Mdid_NoteListBase::CopyLongNotes() const
 
 void Mdid_NoteListBase::RegenerateLongNoteList()
 {
+    ++mRevision; // listeners may have asked for notes in between
     if (!iLongNoteListP)
         return;
     mAreLongNotesStale = true;
@@ -509,7 +540,7 @@ void Mdid_NoteListBase::RegenerateLongNoteList()
     const bool isMPE = HavePerNoteControllers(notes);
     if (list.mIsMPE != isMPE || !std::ranges::equal(list.mNotes, notes, AreIdentical))
     {
-        list.NdoAboutToModify();
+        list.AboutToEdit();
         list.mIsMPE = isMPE;
         list.mNotes = std::move(notes);
         list.RegenerateLongNoteList();

@@ -10,6 +10,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <iosfwd>
 #include <memory>
 #include <utility>
@@ -105,6 +106,10 @@ public:
 
     // Mdid_NoteListIterators.h
     class NotesInRangeIter;
+    class SustainingNoteIter;
+    class SustainingNoteRange;
+    class OverlappingNotesInRangeIter;
+    class OverlappingNotesInRangeRange;
     class NotesExtendedEventInRangeIter;
 
     // iSnapToCoarseTicks: when tick times matter, OffsetStarts and returned notes go to the coarse tick grid.
@@ -157,6 +162,12 @@ public:
     // On the coarse tick grid, when the list snaps and tick times matter.
     Time_Typed QuantizeTimeConditional(const Time_Typed& iTime) const;
 
+    // Those that sound in [iStart, iEnd): that start before it and end behind iStart, and that start in it.
+    // Those that sound at a time: that start before it and end behind it.
+    // In list order. Both find longer notes than the long-note threshold only through a long-note list, of which the
+    // first query after an edit builds an index: O(n) once, and throws std::bad_alloc.
+    OverlappingNotesInRangeRange GetOverlappingNotesInRange(Time_Typed iStart, Time_Typed iEnd) const;
+    SustainingNoteRange GetSustainingNotes(Time_Typed iTime) const;
     // Null when there is none.
     const Mdid_TrimmedNotesContext* GetTrimmedNotesContext() const { return mTrimmedNotesContextP.get(); }
     const Mdid_NoteListBase* GetLongNoteList() const { return iLongNoteListP.Get(); }
@@ -174,6 +185,10 @@ public:
     // Only types 3 and 22.
     void EraseNote(const Mdie_TimedEvent& iEvent);
     void EraseTimeRange(Time_Typed iStart, Time_Typed iEnd);
+
+    // Removes this very note. Returns where the next one is. A position that is not of this list (or is its end) is
+    // reported and returned as the end.
+    const_iterator Erase(const_iterator iNote);
 
     // Removes every note whose start and event equal those of a note of the other list, which may be this one. Two
     // pitch-to-MIDI notes of one time count as equal.
@@ -204,6 +219,7 @@ public:
     // Takes a note of this list out for editing, and saves undo state. Until it is returned, a null event without
     // extension holds its place and time. A note that is not of this list is reported, and cannot be returned.
     Mdid_BorrowedElement Borrow(const Note& iNote);
+    Mdid_BorrowedElement Borrow(const_iterator iNote);
 
     // Puts it back, its start snapped, and restores the order. Linear. When its place has moved since, any other that
     // waits for a note will do; when none does (the list was cleared or restored), it is reported and dropped.
@@ -287,6 +303,7 @@ protected:
 
 private:
     class NdoState;
+    class LongNoteIndex;
 
     struct ContextDeleter
     {
@@ -317,12 +334,23 @@ private:
     const_iterator LowerBound(Time_Typed iTime) const;
     std::pair<const_iterator, const_iterator> FindRange(Time_Typed iStart, Time_Typed iEnd) const;
     const_iterator FindNote(const Mdie_TimedEvent& iEvent) const;
+    const_iterator FindIdentical(const Note& iNote) const;
+    bool IsInList(const Note& iNote) const;
     bool IsLong(const Note& iNote) const;
     bool SnapsNow() const;
     bool IsFiltering() const;
     Notes FilteredCopy(const_iterator iFirst, const_iterator iLast) const;
     void EraseCopyOf(const Note& iNote);
     void MergeLongNotes(const Mdid_NoteListBase& iOther);
+
+    EUndoFlag GetUndoFlag() const { return NdoIsUndoable() ? kUndoable : kNotUndoable; }
+
+    // Before every change of the notes: saves undo state, and ends the validity of what was derived from them.
+    void AboutToEdit()
+    {
+        NdoAboutToModify();
+        ++mRevision;
+    }
 
     // An edit that both lists undergo: when the second one fails, the long notes are collected anew later.
     template <class Edit>
@@ -339,6 +367,7 @@ private:
     void RegenerateLongNoteList();
     Ndo_AutoPtr<Mdid_NoteListBase> MakeLongNoteList() const;
     void TakeLongNoteList(Mdid_NoteListBase& ioOther) noexcept;
+    const LongNoteIndex& GetLongNoteIndex() const;
 
     std::size_t FindBorrowedPlace(std::size_t iPosition) const;
     friend class Mdid_ContinuousDataStream; // gives notes their lanes: ReturnToken, CompleteBatch
@@ -372,6 +401,8 @@ private:
     Ndo_AutoPtr<Mdid_NoteListBase> iLongNoteListP;     // the names of these two are those that assertions report
     std::array<Time_TypedLength, 3> mLongNoteDuration; // by kind of time
     ContextPtr mTrimmedNotesContextP;
+    std::uint64_t mRevision = 0;                             // counts edits
+    mutable std::unique_ptr<LongNoteIndex> mLongNoteIndexP; // of some revision
 
     // Returned notes that wait for their place: [mLowestDirty, mHighestDirty].
     bool mIsDirty = false;

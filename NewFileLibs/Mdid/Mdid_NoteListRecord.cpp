@@ -321,7 +321,7 @@ void Mdid_NoteListBase::StreamOutLanes(Mdid_ContinuousDataStreamList& ioLanes) c
 
 void Mdid_NoteListBase::StreamIn(Sys_TypedInStream& ioStream)
 {
-    NdoAboutToModify();
+    AboutToEdit();
     ForgetReturns();
     mNotes.clear();
     mIsMPE = false;

@@ -125,6 +125,7 @@ void Mdid_NoteListBase::NdoRestoreState(Ndo_State* iStateP)
     const auto* const state = dynamic_cast<const NdoState*>(iStateP);
     if (!CMN_VERIFY(state != nullptr))
         return;
+    ++mRevision;
     state->mNotes.RestoreInto(mNotes);
     ForgetReturns();
     mAreLongNotesStale = state->mAreLongNotesStale;
@@ -186,13 +187,10 @@ bool Mdid_NoteListBase::RecreateTrimmedNotesContext()
 
 Mdid_BorrowedElement Mdid_NoteListBase::Borrow(const Note& iNote)
 {
-    const std::less<const Note*> isBefore;
-    const Note* const firstP = mNotes.data();
-    const bool isInList = !isBefore(&iNote, firstP) && isBefore(&iNote, firstP + mNotes.size());
-    if (!CMN_VERIFY(isInList))
+    if (!CMN_VERIFY(IsInList(iNote)))
         return {};
-    NdoAboutToModify();
-    const auto position = static_cast<std::size_t>(&iNote - firstP);
+    AboutToEdit();
+    const auto position = static_cast<std::size_t>(&iNote - mNotes.data());
     if (mReadingScopes > 0)
         mBorrowedWhileReading.push_back(position);
     return {std::move(mNotes[position]), position};
@@ -203,6 +201,11 @@ void Mdid_NoteListBase::Return(Mdid_BorrowedElement&& ioElement)
     mNoteOns.clear(); // this one may have become another
     ReturnToken(ioElement);
     CompleteBatch();
+}
+
+Mdid_BorrowedElement Mdid_NoteListBase::Borrow(const_iterator iNote)
+{
+    return CMN_VERIFY(iNote != end()) ? Borrow(*iNote) : Mdid_BorrowedElement();
 }
 
 Mdid_BatchModifier<Mdid_NoteListBase> Mdid_NoteListBase::ModificationBatch()
@@ -235,7 +238,7 @@ void Mdid_NoteListBase::ReturnToken(Mdid_BorrowedElement& ioElement)
     const std::size_t position = FindBorrowedPlace(ioElement.mPosition);
     if (!CMN_VERIFY(position != Mdid_BorrowedElement::kNoPosition))
         return;
-    NdoAboutToModify();
+    AboutToEdit();
     mIsMPE = mIsMPE || ioElement.mElement.HasPerNoteControllers();
     Note& note = mNotes[position];
     note = std::move(ioElement.mElement);
@@ -255,7 +258,7 @@ void Mdid_NoteListBase::CompleteBatch()
 {
     if (!mIsDirty)
         return;
-    NdoAboutToModify();
+    AboutToEdit();
     if (!mBorrowedWhileReading.empty())
     {
         SnapReturned();
@@ -292,7 +295,7 @@ void Mdid_NoteListBase::CompleteReading()
     const std::vector<std::size_t> noteOns = std::exchange(mNoteOns, {});
     if (mBorrowedWhileReading.empty())
         return;
-    NdoAboutToModify();
+    AboutToEdit();
     DropStandIns(noteOns);
     if (SnapReturned() || !std::ranges::is_sorted(mNotes, {}, &Note::GetTime))
         std::ranges::stable_sort(mNotes, PlaceLess);
@@ -384,7 +387,7 @@ Mdid_NoteListBase::ReadingScope::ReadingScope(Mdid_NoteListBase& ioList) : mList
     if (!std::ranges::is_sorted(mList.mNotes, {}, &Note::GetTime))
     {
         // A damaged stream gives such a list. Lanes would miss their notes in it.
-        mList.NdoAboutToModify();
+        mList.AboutToEdit();
         std::ranges::stable_sort(mList.mNotes, {}, &Note::GetTime);
         mList.RegenerateLongNoteList();
     }
