@@ -269,8 +269,11 @@ void Mdid_NoteListBase::CompleteBatch()
     const auto first = mNotes.begin() + static_cast<std::ptrdiff_t>(mLowestDirty);
     const auto last = mNotes.begin() + static_cast<std::ptrdiff_t>(mHighestDirty) + 1;
     std::stable_sort(first, last, NoteLess());
-    std::inplace_merge(mNotes.begin(), first, last, NoteLess());
-    std::inplace_merge(mNotes.begin(), last, mNotes.end(), NoteLess());
+    // What need not move costs a search.
+    const auto firstMoved = std::upper_bound(mNotes.begin(), first, *first, NoteLess());
+    std::inplace_merge(firstMoved, first, last, NoteLess());
+    const auto lastMoved = std::lower_bound(last, mNotes.end(), *std::prev(last), NoteLess());
+    std::inplace_merge(firstMoved, last, lastMoved, NoteLess());
     mIsDirty = false;
     RegenerateLongNoteList();
 }
