@@ -214,6 +214,12 @@ void Mdid_Chunk::SetIsLocal(bool iIsLocal)
     mIsLocal = iIsLocal;
 }
 
+void Mdid_Chunk::SetClip(const Sys_UUID& iClipUUID, ClipEdgeFunction iClipEdgeFunction)
+{
+    const EditScope scope(*this);
+    mNoteListP->SetClip(iClipUUID, std::move(iClipEdgeFunction));
+}
+
 bool Mdid_Chunk::IsMPE() const
 {
     return mNoteListP->IsMPE();

@@ -100,6 +100,14 @@ public:
     bool IsMPE() const;
     bool QuantizeContents() const { return mQuantizeContents; }
 
+    // The clip that the chunk is played by: what its edges cut off the notes is stamped with this identity, and what
+    // other clips cut off is forgotten as notes come in (Mdid_NoteListTrimmedNotesContext, which the note list has from
+    // then on). The function says where the edges are: an empty one makes notes that are trimmed throw
+    // boost::bad_function_call as they come in. The identity is undoable, the function is not; it stays, also for a
+    // context that undo makes again, and a chunk that comes back from deletion has it again.
+    using ClipEdgeFunction = Mdid_NoteListBase::ClipEdgeFunction;
+    void SetClip(const Sys_UUID& iClipUUID, ClipEdgeFunction iClipEdgeFunction);
+
     // Numbers that belong to the host, overwritten by key. Kept: neither undoable nor saved.
     void AddClipBoundary(std::int64_t iKey, std::int64_t iValue) { mClipBoundaryMap[iKey] = iValue; }
     const ClipBoundaryMap& GetClipBoundaryMap() const { return mClipBoundaryMap; }

@@ -205,6 +205,26 @@ public:
     void SetUntrimmedRightDelta(std::int64_t iDelta, const Mdid_TrimmedNotesContext* iContextP);
     void ResetUntrimmedDeltas(const Mdid_TrimmedNotesContext* iContextP);
 
+    // Takes away what sounds before iStart, and what sounds from iEnd on, and remembers it: each when the time lies
+    // strictly inside the note (for the second: as the first left it), and the context, if there is one, matches.
+    // Cuts are to the nearest unit of the note's own kinds; where nothing would be left, there is none. A note without
+    // extension gets one, stamped by the context. Throws std::bad_alloc, and is then as it was.
+    void TrimNote(Time_Typed iStart, Time_Typed iEnd, const Mdid_TrimmedNotesContext* iContextP);
+
+    // One side of it. Returns whether it cut.
+    bool TrimHead(Time_Typed iStart, const Mdid_TrimmedNotesContext* iContextP);
+    bool TrimTail(Time_Typed iEnd, const Mdid_TrimmedNotesContext* iContextP);
+
+    // Gives back what was cut off one side, if the context, when there is one, matches. Exact where start, duration and
+    // original duration are of one kind; otherwise within one unit of the coarser, however often it was trimmed.
+    // Returns whether there was anything. What no cut leaves behind (a delta of the wrong sign, or one that leads out
+    // of the range of times) is forgotten, and the note stays.
+    bool UntrimHead(const Mdid_TrimmedNotesContext* iContextP);
+    bool UntrimTail(const Mdid_TrimmedNotesContext* iContextP);
+
+    // Where the note would start if nothing had been trimmed off it, by whatever clip: per-note lanes count from there.
+    Time_Typed GetUntrimmedStart() const;
+
     // The order of note lists: by time; then types 3 and 22 by their tags; then notes by Mdid_Event::operator< and two
     // pitch-to-MIDI notes as equals; then by the address of the per-note controllers; then unmuted before muted.
     static bool NoteCompare(const Mdid_NoteWithDurationExtendedEvent& iA, const Mdid_NoteWithDurationExtendedEvent& iB);

@@ -4,9 +4,9 @@
 #include "MFnd/Time_Convert.h"
 #include "MFnd/Time_Globals.h"
 #include "Mdid/Mdid_LongNoteIndex_Private.h"
+#include "Mdid/Mdid_NoteListTrimmedNotesContext.h"
 #include "Mdid/Mdid_PerNoteControllerList.h"
 #include "Mdid/Mdid_SortIfNeeded_Private.h"
-#include "Mdid/Mdid_TrimmedNotesContext.h"
 
 #include <algorithm>
 #include <functional>
@@ -30,6 +30,28 @@ bool AreIdentical(const Note& iA, const Note& iB)
     return iA.IsIdenticalTo(iB);
 }
 
+// A part that is registered stays where it is: its contents move. Without memory there is none.
+template <class Part, class Make>
+void TakePart(Ndo_AutoPtr<Part>& ioOwn, Ndo_AutoPtr<Part>& ioOthers, bool iIsAnyUndoable, Make iMake) noexcept
+{
+    if (!ioOthers || !iIsAnyUndoable)
+    {
+        ioOwn.Reset(ioOthers.Release());
+        return;
+    }
+    try
+    {
+        if (!ioOwn)
+            ioOwn = iMake();
+        *ioOwn = std::move(*ioOthers);
+    }
+    catch (...)
+    {
+        ioOwn.Reset();
+    }
+    ioOthers.Reset();
+}
+
 } // namespace
 
 Mdid_NoteListBase::Mdid_NoteListBase(EUndoFlag iUndoFlag, bool iSnapToCoarseTicks)
@@ -44,6 +66,7 @@ Mdid_NoteListBase::Mdid_NoteListBase(const Mdid_NoteListBase& iOther)
       mIsMPE(iOther.mIsMPE),
       mNotes(iOther.mNotes),
       mLongNoteDuration(iOther.mLongNoteDuration),
+      mClipEdgeFunction(iOther.mClipEdgeFunction),
       mIsDirty(iOther.mIsDirty),
       mLowestDirty(iOther.mLowestDirty),
       mHighestDirty(iOther.mHighestDirty),
@@ -52,6 +75,11 @@ Mdid_NoteListBase::Mdid_NoteListBase(const Mdid_NoteListBase& iOther)
 {
     if (iOther.iLongNoteListP)
         iLongNoteListP.Reset(new Mdid_NoteListBase(*iOther.iLongNoteListP));
+    if (iOther.mTrimmedNotesContextP)
+    {
+        mTrimmedNotesContextP.Reset(new Mdid_NoteListTrimmedNotesContext(*iOther.mTrimmedNotesContextP));
+        mTrimmedNotesContextP->UpdateList(*this);
+    }
     CompleteReturns();
 }
 
@@ -69,6 +97,8 @@ Mdid_NoteListBase& Mdid_NoteListBase::operator=(const Mdid_NoteListBase& iOther)
     Mdid_NoteListBase copy(iOther);
     if (copy.iLongNoteListP && !iLongNoteListP)
         iLongNoteListP = MakeLongNoteList();
+    if (copy.mTrimmedNotesContextP && !mTrimmedNotesContextP)
+        mTrimmedNotesContextP = MakeTrimmedNotesContext();
     return *this = std::move(copy);
 }
 
@@ -90,35 +120,30 @@ Mdid_NoteListBase& Mdid_NoteListBase::operator=(Mdid_NoteListBase&& ioOther) noe
     mBorrowedWhileReading = std::exchange(ioOther.mBorrowedWhileReading, {});
     mAreLongNotesStale = ioOther.mAreLongNotesStale;
     ioOther.ForgetReturns();
-    TakeLongNoteList(ioOther);
+    TakeParts(ioOther);
     return *this;
 }
 
-// A list that is registered stays where it is: its notes move.
-void Mdid_NoteListBase::TakeLongNoteList(Mdid_NoteListBase& ioOther) noexcept
+void Mdid_NoteListBase::TakeParts(Mdid_NoteListBase& ioOther) noexcept
 {
-    if (!ioOther.iLongNoteListP || (!NdoIsUndoable() && !ioOther.NdoIsUndoable()))
-    {
-        iLongNoteListP.Reset(ioOther.iLongNoteListP.Release());
-        return;
-    }
-    try
-    {
-        if (!iLongNoteListP)
-            iLongNoteListP = MakeLongNoteList();
-        *iLongNoteListP = std::move(*ioOther.iLongNoteListP);
-    }
-    catch (...)
-    {
-        iLongNoteListP.Reset();
-    }
-    ioOther.iLongNoteListP.Reset();
+    const bool isAnyUndoable = NdoIsUndoable() || ioOther.NdoIsUndoable();
+    TakePart(iLongNoteListP, ioOther.iLongNoteListP, isAnyUndoable, [this] { return MakeLongNoteList(); });
+    TakePart(mTrimmedNotesContextP, ioOther.mTrimmedNotesContextP, isAnyUndoable,
+             [this] { return MakeTrimmedNotesContext(); });
+    if (mTrimmedNotesContextP)
+        mTrimmedNotesContextP->UpdateList(*this);
+    mClipEdgeFunction.swap(ioOther.mClipEdgeFunction);
+    ioOther.mClipEdgeFunction.reset();
 }
 
 Ndo_AutoPtr<Mdid_NoteListBase> Mdid_NoteListBase::MakeLongNoteList() const
 {
-    const EUndoFlag undoFlag = NdoIsUndoable() ? kUndoable : kNotUndoable;
-    return Ndo_AutoPtr<Mdid_NoteListBase>(new Mdid_NoteListBase(undoFlag, mSnapToCoarseTicks));
+    return Ndo_AutoPtr<Mdid_NoteListBase>(new Mdid_NoteListBase(GetUndoFlag(), mSnapToCoarseTicks));
+}
+
+Ndo_AutoPtr<Mdid_NoteListTrimmedNotesContext> Mdid_NoteListBase::MakeTrimmedNotesContext()
+{
+    return Ndo_AutoPtr<Mdid_NoteListTrimmedNotesContext>(new Mdid_NoteListTrimmedNotesContext(*this, GetUndoFlag()));
 }
 
 Mdid_NoteListBase::~Mdid_NoteListBase() = default;
@@ -267,6 +292,11 @@ void Mdid_NoteListBase::ReplaceData(const Mdid_NoteListBase* iOther)
         return;
     Notes notes = iOther->mNotes;
     AboutToEdit();
+    if (iOther->mTrimmedNotesContextP)
+    {
+        RecreateTrimmedNotesContext();
+        mTrimmedNotesContextP->ReplaceData(iOther->mTrimmedNotesContextP.Get());
+    }
     ForgetReturns();
     mSnapToCoarseTicks = iOther->mSnapToCoarseTicks;
     mIsMPE = iOther->mIsMPE;
@@ -428,7 +458,7 @@ void Mdid_NoteListBase::CopyTimeRange(Mdid_NoteListBase* oCopyDestP, Time_Typed 
         oCopyDestP->CompleteReturns();
     const auto [first, last] = FindRange(iStart, iEnd);
     Notes notes = oCopyDestP->FilteredCopy(first, last);
-    if (oCopyDestP->IsFiltering() || mIsDirty)
+    if (mIsDirty)
         Mdid_SortIfNeeded(notes, NoteLess());
     if (notes.empty() && oCopyDestP->empty() && !oCopyDestP->mIsMPE)
         return;

@@ -5,6 +5,7 @@
 #include "MFnd/Ndo_Pointers.h"
 #include "MFnd/Time_FixedKind.h"
 #include "Mdid/Mdid_ExtendedEvent.h"
+#include "Mdid/Mdid_TrimmedNotesContext.h"
 
 #include <boost/function.hpp>
 
@@ -13,6 +14,7 @@
 #include <cstdint>
 #include <iosfwd>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -20,9 +22,8 @@ class Cmn_XMLNode;
 class Mdid_ContinuousDataStream;
 class Mdid_Chunk;
 class Mdid_ContinuousDataStreamList;
-class Mdid_TrimmedNotesContext;
+class Mdid_NoteListTrimmedNotesContext;
 class Mdie_SubStream;
-struct Mdid_TrimmedNoteExtension;
 
 // A note taken out of its list for editing, and where it belongs. Goes back through Return or a batch, within the step
 // in which it was taken out.
@@ -104,6 +105,8 @@ public:
     using Note = Mdid_NoteWithDurationExtendedEvent;
     using const_iterator = std::vector<Note>::const_iterator;
 
+    using ClipEdgeFunction = Mdid_TrimmedNotesContext::ClipEdgeFunction;
+
     // Mdid_NoteListIterators.h
     class NotesInRangeIter;
     class SustainingNoteIter;
@@ -115,9 +118,9 @@ public:
     // iSnapToCoarseTicks: when tick times matter, OffsetStarts and returned notes go to the coarse tick grid.
     Mdid_NoteListBase(EUndoFlag iUndoFlag, bool iSnapToCoarseTicks);
 
-    // A copy has a long-note list of its own, undoable like itself; a trimmed-notes context stays where it is.
-    // A moved-from list is empty and has no long-note list. Without memory for a list of its own, a list moved from an
-    // undoable one (or to one) does without the long-note list, which is slower.
+    // A copy has a long-note list and a trimmed-notes context of its own, undoable like itself. A moved-from list is
+    // empty and has neither. Without memory for parts of its own, a list moved from an undoable one (or to one) does
+    // without them: slower, and what was trimmed off its notes is not saved.
     Mdid_NoteListBase(const Mdid_NoteListBase& iOther);
     Mdid_NoteListBase(Mdid_NoteListBase&& ioOther) noexcept;
     Mdid_NoteListBase& operator=(const Mdid_NoteListBase& iOther);
@@ -168,13 +171,26 @@ public:
     // first query after an edit builds an index: O(n) once, and throws std::bad_alloc.
     OverlappingNotesInRangeRange GetOverlappingNotesInRange(Time_Typed iStart, Time_Typed iEnd) const;
     SustainingNoteRange GetSustainingNotes(Time_Typed iTime) const;
+
+    // What clips trim off the notes. Null when there is none: a list gets one by SetClip, from a list that it is copied
+    // from, or when it reads notes that are trimmed. Owned by the list.
+    Mdid_NoteListTrimmedNotesContext* GetTrimmedNotesContext() { return mTrimmedNotesContextP.Get(); }
+    const Mdid_NoteListTrimmedNotesContext* GetTrimmedNotesContext() const { return mTrimmedNotesContextP.Get(); }
+
+    // The clip that the notes are in: makes the trimmed-notes context if there is none, undoably, and sets its identity
+    // as SetClipUUID does, unless it is the same. The function, where it is given, says where the edges are; an empty
+    // one makes filtering throw boost::bad_function_call. It is no matter of undo: the list keeps it for contexts that
+    // undo or a stream makes.
+    void SetClip(const Sys_UUID& iClipUUID);
+    void SetClip(const Sys_UUID& iClipUUID, ClipEdgeFunction iClipEdgeFunction);
+
     // Null when there is none.
-    const Mdid_TrimmedNotesContext* GetTrimmedNotesContext() const { return mTrimmedNotesContextP.get(); }
     const Mdid_NoteListBase* GetLongNoteList() const { return iLongNoteListP.Get(); }
     Time_TypedLength GetLongNoteDuration(Time_EType iKind) const;
 
-    // Takes over the contents of the other list, undoably: notes, as they are, and flags. The thresholds stay, and the
-    // long-note list is remade by them when there is one. Null is no list.
+    // Takes over the contents of the other list, undoably: notes, as they are, flags, and the identities of its
+    // trimmed-notes context if it has one. The thresholds stay, and the long-note list is remade by them when there is
+    // one. Null is no list.
     void ReplaceData(const Mdid_NoteListBase* iOther);
 
     // Behind the notes that compare equal. At the end costs constant time. Returns where it is. Strong guarantee.
@@ -289,13 +305,8 @@ protected:
     void SetLongNoteList(Ndo_AutoPtr<Mdid_NoteListBase> iLongNoteListP, Time_TickLength iTickLength,
                          Time_SampleLength iSampleLength);
 
-    // Takes ownership; null for none. One that is also an Ndo_Object is deleted through NdoDelete, and re-attached by
-    // id when the list is restored.
-    void SetTrimmedNotesContext(std::unique_ptr<Mdid_TrimmedNotesContext> iContextP);
-
-    // Makes a trimmed-notes context, when the list has none and a note in a stream turns out to be trimmed. False when
-    // the list cannot have one; what was trimmed off is then forgotten.
-    virtual bool RecreateTrimmedNotesContext();
+    // Makes a trimmed-notes context of the null identity when the list has none, undoable like the list.
+    void RecreateTrimmedNotesContext();
 
     // Makes a default list of this class with undo flag 0: saved states recreate deleted lists by it.
     using Maker = std::unique_ptr<Mdid_NoteListBase> (*)();
@@ -305,16 +316,6 @@ private:
     class NdoState;
     class LongNoteIndex;
 
-    struct ContextDeleter
-    {
-        ContextDeleter() : ContextDeleter(kNdo_InvalidID) {}
-        explicit ContextDeleter(Ndo_ObjectID iID) : mID(iID) {}
-
-        Ndo_ObjectID mID; // of a context that is also an Ndo_Object
-
-        MDID_EXPORT void operator()(Mdid_TrimmedNotesContext* iContextP) const;
-    };
-    using ContextPtr = std::unique_ptr<Mdid_TrimmedNotesContext, ContextDeleter>;
     using Notes = std::vector<Note>;
     using Lanes = std::vector<Ndo_unique_ptr<Mdid_ContinuousDataStream>>;
 
@@ -366,7 +367,8 @@ private:
     Notes CopyLongNotes() const;
     void RegenerateLongNoteList();
     Ndo_AutoPtr<Mdid_NoteListBase> MakeLongNoteList() const;
-    void TakeLongNoteList(Mdid_NoteListBase& ioOther) noexcept;
+    Ndo_AutoPtr<Mdid_NoteListTrimmedNotesContext> MakeTrimmedNotesContext();
+    void TakeParts(Mdid_NoteListBase& ioOther) noexcept;
     const LongNoteIndex& GetLongNoteIndex() const;
 
     std::size_t FindBorrowedPlace(std::size_t iPosition) const;
@@ -400,7 +402,9 @@ private:
     Notes mNotes;
     Ndo_AutoPtr<Mdid_NoteListBase> iLongNoteListP;     // the names of these two are those that assertions report
     std::array<Time_TypedLength, 3> mLongNoteDuration; // by kind of time
-    ContextPtr mTrimmedNotesContextP;
+    Ndo_AutoPtr<Mdid_NoteListTrimmedNotesContext> mTrimmedNotesContextP;
+    std::optional<ClipEdgeFunction> mClipEdgeFunction; // for contexts to come
+
     std::uint64_t mRevision = 0;                             // counts edits
     mutable std::unique_ptr<LongNoteIndex> mLongNoteIndexP; // of some revision
 

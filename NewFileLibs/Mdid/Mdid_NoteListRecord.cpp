@@ -11,10 +11,10 @@
 #include "Mdid/Mdid_ContinuousDataStream.h"
 #include "Mdid/Mdid_Messages.h"
 #include "Mdid/Mdid_NoteOnKey_Private.h"
+#include "Mdid/Mdid_NoteListTrimmedNotesContext.h"
 #include "Mdid/Mdid_Notifications.h"
 #include "Mdid/Mdid_Options.h"
 #include "Mdid/Mdid_PerNoteControllerList.h"
-#include "Mdid/Mdid_TrimmedNotesContext.h"
 #include "QuorPlatformSupport/PSUtil_Trace.h"
 #include "QuorPlatformSupport/SPSStartupOption.h"
 
@@ -425,11 +425,10 @@ void Mdid_NoteListBase::StreamInFlags(Sys_TypedInStream& ioStream)
 
 void Mdid_NoteListBase::SetTrimmedOff(Note& ioNote, const Mdid_TrimmedNoteExtension& iExtension)
 {
-    if (!mTrimmedNotesContextP && !RecreateTrimmedNotesContext())
-        return;
+    RecreateTrimmedNotesContext();
     ioNote.SetTrimExtension(iExtension);
-    if (mTrimmedNotesContextP)
-        mTrimmedNotesContextP->AttachContextToNote(ioNote);
+    mTrimmedNotesContextP->AttachContextToNote(ioNote);
+    mTrimmedNotesContextP->FilterNote(ioNote);
 }
 
 Cmn_AliasedRefCountPtr<Cmn_XMLNode> Mdid_NoteListBase::GetAsXML() const

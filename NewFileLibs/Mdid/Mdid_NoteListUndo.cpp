@@ -4,9 +4,9 @@
 
 #include "CFnd/Cmn_Assert.h"
 #include "MFnd/Ndo_SavedVector.h"
+#include "Mdid/Mdid_NoteListTrimmedNotesContext.h"
 #include "Mdid/Mdid_NoteOnKey_Private.h"
 #include "Mdid/Mdid_PerNoteControllerList.h"
-#include "Mdid/Mdid_TrimmedNotesContext.h"
 
 #include <algorithm>
 #include <bitset>
@@ -64,16 +64,10 @@ void DropEmptyLanes(Note& ioNote, LaneIndices& ioSeen)
         ioSeen.set(IndexOf(lane));
 }
 
-Ndo_ObjectID IdOf(const Mdid_TrimmedNotesContext* iContextP)
-{
-    const auto* const objectP = dynamic_cast<const Ndo_Object*>(iContextP);
-    return objectP ? objectP->NdoGetID() : kNdo_InvalidID;
-}
-
 } // namespace
 
-// Flags, notes, and the ids of the long-note list and the context, which have states of their own. The thresholds are
-// for a list that was deleted.
+// Flags, notes, and the ids of the long-note list and the context, which have states of their own. The thresholds and
+// the clip-edge function are for a list that was deleted.
 class Mdid_NoteListBase::NdoState : public Ndo_State
 {
 public:
@@ -84,8 +78,9 @@ public:
           mNotes(iList.mNotes),
           mLongNoteList(iList.iLongNoteListP.Get()),
           mAreLongNotesStale(iList.mAreLongNotesStale),
-          mTrimmedNotesContext(iList.mTrimmedNotesContextP.get_deleter().mID),
-          mLongNoteDuration(iList.mLongNoteDuration)
+          mTrimmedNotesContext(iList.mTrimmedNotesContextP.Get()),
+          mLongNoteDuration(iList.mLongNoteDuration),
+          mClipEdgeFunction(iList.mClipEdgeFunction)
     {
     }
 
@@ -111,8 +106,9 @@ public:
     Ndo_SavedVector<Note> mNotes;
     const Ndo_StateRef<Mdid_NoteListBase> mLongNoteList;
     const bool mAreLongNotesStale;
-    const Ndo_ObjectID mTrimmedNotesContext;
+    const Ndo_StateRef<Mdid_NoteListTrimmedNotesContext> mTrimmedNotesContext;
     const std::array<Time_TypedLength, 3> mLongNoteDuration;
+    const std::optional<ClipEdgeFunction> mClipEdgeFunction;
 };
 
 std::unique_ptr<Ndo_State> Mdid_NoteListBase::NdoGetState() const
@@ -132,7 +128,10 @@ void Mdid_NoteListBase::NdoRestoreState(Ndo_State* iStateP)
     mSnapToCoarseTicks = state->mSnapToCoarseTicks;
     mIsMPE = state->mIsMPE;
     if (NdoIsBeingRecreated())
+    {
         mLongNoteDuration = state->mLongNoteDuration;
+        mClipEdgeFunction = state->mClipEdgeFunction;
+    }
     if (NdoIsUndoable())
         RestoreParts(*state);
     else
@@ -142,14 +141,11 @@ void Mdid_NoteListBase::NdoRestoreState(Ndo_State* iStateP)
 void Mdid_NoteListBase::RestoreParts(const NdoState& iState)
 {
     iLongNoteListP.Restore(iState.mLongNoteList);
-    if (mTrimmedNotesContextP.get_deleter().mID == iState.mTrimmedNotesContext)
+    mTrimmedNotesContextP.Restore(iState.mTrimmedNotesContext);
+    if (!mTrimmedNotesContextP)
         return;
-    // The context that was here belongs to the history, when it has an id.
-    if (mTrimmedNotesContextP.get_deleter().mID != kNdo_InvalidID)
-        static_cast<void>(mTrimmedNotesContextP.release());
-    auto* const objectP = Ndo_gManager.LookupObject(iState.mTrimmedNotesContext);
-    mTrimmedNotesContextP =
-        ContextPtr(dynamic_cast<Mdid_TrimmedNotesContext*>(objectP), ContextDeleter(iState.mTrimmedNotesContext));
+    mTrimmedNotesContextP->UpdateList(*this);
+    mTrimmedNotesContextP->SetClipEdgeFunction(mClipEdgeFunction);
 }
 
 Mdid_NoteListBase::Maker Mdid_NoteListBase::GetMaker() const
@@ -163,26 +159,29 @@ Mdid_NoteListBase::Maker Mdid_NoteList::GetMaker() const
     return []() -> std::unique_ptr<Mdid_NoteListBase> { return std::make_unique<Mdid_NoteList>(kNotUndoable, false); };
 }
 
-void Mdid_NoteListBase::ContextDeleter::operator()(Mdid_TrimmedNotesContext* iContextP) const
+void Mdid_NoteListBase::RecreateTrimmedNotesContext()
 {
-    // When undo takes back the making of both, the context may be gone first: it is looked up, not followed.
-    if (mID == kNdo_InvalidID)
-        delete iContextP;
-    else if (auto* const objectP = Ndo_gManager.LookupObject(mID))
-        objectP->NdoDelete();
+    if (mTrimmedNotesContextP)
+        return;
+    auto contextP = MakeTrimmedNotesContext();
+    contextP->SetClipEdgeFunction(mClipEdgeFunction);
+    NdoAboutToModify();
+    mTrimmedNotesContextP = std::move(contextP);
 }
 
-void Mdid_NoteListBase::SetTrimmedNotesContext(std::unique_ptr<Mdid_TrimmedNotesContext> iContextP)
+void Mdid_NoteListBase::SetClip(const Sys_UUID& iClipUUID)
 {
-    if (iContextP != nullptr || mTrimmedNotesContextP != nullptr)
-        NdoAboutToModify();
-    const Ndo_ObjectID id = IdOf(iContextP.get());
-    mTrimmedNotesContextP = ContextPtr(iContextP.release(), ContextDeleter(id));
+    RecreateTrimmedNotesContext();
+    if (mTrimmedNotesContextP->GetClipUUID() != iClipUUID)
+        mTrimmedNotesContextP->SetClipUUID(iClipUUID);
 }
 
-bool Mdid_NoteListBase::RecreateTrimmedNotesContext()
+void Mdid_NoteListBase::SetClip(const Sys_UUID& iClipUUID, ClipEdgeFunction iClipEdgeFunction)
 {
-    return false;
+    std::optional<ClipEdgeFunction> ofContext(iClipEdgeFunction);
+    SetClip(iClipUUID);
+    mTrimmedNotesContextP->SetClipEdgeFunction(std::move(ofContext));
+    mClipEdgeFunction = std::move(iClipEdgeFunction);
 }
 
 Mdid_BorrowedElement Mdid_NoteListBase::Borrow(const Note& iNote)

@@ -24,3 +24,10 @@ void Mdid_TrimmedNotesContext::DetachContextFromNote(Mdid_NoteWithDurationExtend
 {
     Stamp(ioNote, Sys_UUID());
 }
+
+bool Mdid_TrimmedNotesNoContext::MatchesContext(const Mdid_NoteWithDurationExtendedEvent&) const
+{
+    return true;
+}
+
+void Mdid_TrimmedNotesNoContext::FilterNote(Mdid_NoteWithDurationExtendedEvent&) const {}

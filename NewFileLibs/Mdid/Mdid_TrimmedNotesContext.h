@@ -1,7 +1,10 @@
 #pragma once
 
 #include "CFnd/Sys_UUID.h"
+#include "MFnd/Time_Typed.h"
 #include "Mdid/Mdid_Export.h"
+
+#include <boost/function.hpp>
 
 #include <cstdint>
 
@@ -23,6 +26,17 @@ struct Mdid_TrimmedNoteExtension
 class MDID_EXPORT Mdid_TrimmedNotesContext
 {
 public:
+    // Of a note: its start or its end. The numbers are those that templates take as their side.
+    enum Side : int
+    {
+        kHead = 0,
+        kTail = 1,
+        kBoth = 2
+    };
+
+    // Where the clip of this identity begins (kHead) or ends (kTail); it is not asked for kBoth.
+    using ClipEdgeFunction = boost::function<Time_Typed(const Sys_UUID&, Side)>;
+
     virtual ~Mdid_TrimmedNotesContext();
 
     // A note without extension matches.
@@ -30,6 +44,7 @@ public:
 
     // What becomes of a note that enters the context's list.
     virtual void FilterNote(Mdid_NoteWithDurationExtendedEvent& ioNote) const = 0;
+
     virtual Sys_UUID GetUUID() const = 0;
 
     // Whether filtering leaves every note as it is.
@@ -43,4 +58,13 @@ protected:
     Mdid_TrimmedNotesContext() = default;
     Mdid_TrimmedNotesContext(const Mdid_TrimmedNotesContext&) = default;
     Mdid_TrimmedNotesContext& operator=(const Mdid_TrimmedNotesContext&) = default;
+};
+
+// For notes outside of any list: it matches every note, filters nothing, and stamps with the null identity.
+class MDID_EXPORT Mdid_TrimmedNotesNoContext : public Mdid_TrimmedNotesContext
+{
+public:
+    bool MatchesContext(const Mdid_NoteWithDurationExtendedEvent& iNote) const override;
+    void FilterNote(Mdid_NoteWithDurationExtendedEvent& ioNote) const override;
+    Sys_UUID GetUUID() const override { return {}; }
 };

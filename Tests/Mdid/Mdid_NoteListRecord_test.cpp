@@ -51,17 +51,18 @@ TEST(Mdid_NoteListRecord, TheRecordIsReadAndWrittenToTheLetter)
     EXPECT_EQ(Describe(notes), "960000:60x480000 1920000:64x24000 | 960000:60x480000 1920000:64x24000 ");
     EXPECT_EQ(notes[0].GetTrimExtension()->mClipUUID, Sys_UUID(7, 7)); // of the context
     EXPECT_EQ(ToHex(Saved(notes)), ToHex(Record(kHead, FromHex(kNotes + kOriginals + kFlags))));
-    ChunkNotes added, merged, copied; // which have a context of their own
-    added.AddNote(notes[0]), merged.Merge(&notes), notes.CopyTimeRange(&copied, Ticks(0), Ticks(960001));
-    EXPECT_FALSE(added[0].HasTrimExtension() || merged[0].HasTrimExtension() || copied[0].HasTrimExtension());
-    notes.SetTrimmedNotesContext(nullptr);
-    EXPECT_TRUE(Saved(notes)[16 + 74 + 30 + 12] == 0 && numMessages == 2); // no context, no deltas
-    const SavedNotes shortNotes(kCount +                                   // 0 ticks, originally 5; -1 sample
+    SavedNotes bare, clipped;
+    clipped.SetClip({7, 8}, [](const Sys_UUID&, auto) { return Ticks(0); }), Load(clipped, Saved(notes));
+    EXPECT_FALSE(clipped[0].HasTrimExtension()); // which it was not at this edge
+    const ChunkNotes taken(std::move(bare));     // the context, too
+    bare.Merge(&notes);
+    EXPECT_TRUE(bare[0].HasTrimExtension() && Saved(bare)[16 + 74 + 30 + 12] == 0 && numMessages == 3);
+    const SavedNotes shortNotes(kCount + // 0 ticks, originally 5; -1 sample
                                 "0100010000000000 3c 0100000000000000 00 40 0100000000000000 edffffffffffffff"
                                 "0100000000000000 3c fcffffffffffffff 00 40 0100000000000000 0000000000000000");
     EXPECT_EQ(Describe(shortNotes), "16384:60x1000 0:60x1 | 16384:60x1000 "); // kept: in the order of the stream
     EXPECT_EQ(shortNotes[0].GetNote().GetVelocity() + shortNotes[1].GetNote().GetVelocity(), 0); // kept
-    EXPECT_TRUE(shortNotes.DescribeSections() == "0 60 5 0|0 60 1 0|" && numMessages == 4);
+    EXPECT_TRUE(shortNotes.DescribeSections() == "0 60 5 0|0 60 1 0|" && numMessages == 5);
 }
 
 TEST(Mdid_NoteListRecord, OlderVersionsAndOtherSectionsAreReadAsFarAsTheyGo)

@@ -2,8 +2,8 @@
 
 #include "Mdid/Mdid_ContinuousDataStream.h"
 #include "Mdid/Mdid_NoteList.h"
+#include "Mdid/Mdid_NoteListTrimmedNotesContext.h"
 #include "Mdid/Mdid_PerNoteControllerList.h"
-#include "Mdid/Mdid_TrimmedNotesContext.h"
 
 #include <algorithm>
 #include <string>
@@ -29,17 +29,6 @@ inline void AddLane(Mdid_NoteListBase& ioNotes, int iIndex, const Mdie_SubStream
     ioNotes.Return(std::move(element));
 }
 
-// Nothing that was trimmed off comes into its list.
-struct ClipContext : Mdid_NoteList, Mdid_TrimmedNotesContext
-{
-    using Mdid_NoteList::Mdid_NoteList;
-    Sys_UUID GetUUID() const override { return {7, 7}; }
-    bool MatchesContext(const Note& i) const override { return !i.HasTrimExtension(); }
-    void FilterNote(Note& io) const override { io.ClearTrimExtension(); }
-    Maker GetMaker() const override { return Make; }
-    static std::unique_ptr<Mdid_NoteListBase> Make() { return std::make_unique<ClipContext>(kNotUndoable, false); }
-};
-
 // As a chunk has it: notes of 1000 ticks are long, and there is a clip.
 struct ChunkNotes : Mdid_NoteList
 {
@@ -47,13 +36,13 @@ struct ChunkNotes : Mdid_NoteList
     {
         Ndo_AutoPtr<Mdid_NoteListBase> list(new Mdid_NoteList(iUndoFlag, iSnap));
         SetLongNoteList(std::move(list), Time_TickLength(1000), Time_SampleLength(25));
-        SetTrimmedNotesContext(std::make_unique<ClipContext>(iUndoFlag, iSnap));
+        SetClip(Sys_UUID(7, 7));
     }
     ChunkNotes(std::initializer_list<Note> iNotes, bool iSnap = false) : ChunkNotes(kNotUndoable, iSnap)
     {
         std::ranges::for_each(iNotes, [this](const Note& i) { AddNote(i); });
     }
-    using Mdid_NoteListBase::SetLongNoteList, Mdid_NoteListBase::SetTrimmedNotesContext;
+    using Mdid_NoteListBase::SetLongNoteList;
 };
 
 // "0:60x500 10:64x2000 | 10:64x2000 ": start, pitch and duration; behind the bar the long notes.
