@@ -1,6 +1,6 @@
 // A saved chunk; the first byte sets "AllowMPE" for reading (bit 0) and for writing (bit 1). Whatever the bytes,
 // reading ends and nothing leaks. What could be read is written, and comes back equal, and the same bytes when it is
-// written again. It can be walked, asked and edited, and every edit taken back.
+// written again. It can be walked, asked, edited and cut by a clip, and every edit taken back.
 
 #include "FuzzSupport.h"
 
@@ -8,6 +8,7 @@
 #include "CFnd/Sys_DelayedDeletion.h"
 #include "MFnd/Ndo_Manager.h"
 #include "Mdid/Mdid_Chunk.h"
+#include "Mdid/Mdid_NoteListTrimmedNotesContext.h"
 #include "Mdid/Mdid_Options.h"
 #include "QuorPlatformSupport/SPSStartupOption.h"
 
@@ -88,12 +89,35 @@ void Ask(const Mdid_Chunk& iChunk)
     iChunk.GetAsXML();
 }
 
+// Lanes that no writer makes come to rest when they have been written and read once.
+void RequireThatItSettles(const std::vector<unsigned char>& iBytes)
+{
+    const std::vector<unsigned char> settled = Write(*Read(iBytes));
+    const ChunkPtr chunkP = Read(settled);
+    const std::vector<unsigned char> again = Write(*chunkP);
+    Require(again == settled, "the same chunk is written differently");
+    Require(*Read(again) == *chunkP, "what is read back is not equal");
+}
+
+// The clip's edges lie within the first bar.
+void Cut(Mdid_Chunk& ioChunk, Time_Typed iStart)
+{
+    using Context = Mdid_NoteListTrimmedNotesContext;
+    const Time_Typed edges[] = {iStart + kLength, iStart + kLength + kLength};
+    ioChunk.SetClip(Sys_UUID(1, 2), [=](const Sys_UUID&, Context::Side iSide) { return edges[iSide]; });
+    Context& context = *ioChunk.GetNoteList()->GetTrimmedNotesContext();
+    context.TrimOverlappingNotes<Context::kHead>(edges[0]);
+    context.TrimOverlappingNotes<Context::kTail>(edges[1]);
+    RequireThatItSettles(Write(ioChunk));
+}
+
 void Edit(Mdid_Chunk& ioChunk)
 {
     const auto first = ioChunk.GetFirstEvent();
     const Time_Typed start = first ? first->GetTime() : Time_Typed();
     const ChunkPtr copyP = ioChunk.Clone();
     Require(*copyP == ioChunk, "a clone differs");
+    Cut(ioChunk, start);
     ioChunk.AddEventsFromChunk(&ioChunk, start, start + kLength, kLength, Mdie_Filter().SetAll());
     ioChunk.EraseEventsFromChunk(copyP.get(), start, start + kLength, kLength, Mdie_Filter().SetAll());
     ioChunk.QuantizeEventsForTTM();
@@ -123,16 +147,6 @@ void EditAndUndo(const std::vector<unsigned char>& iBytes)
         Require(chunkP->empty(), "redo does not bring back what was done");
     }
     Ndo_gManager.DropHistory();
-}
-
-// Lanes that no writer makes come to rest when they have been written and read once.
-void RequireThatItSettles(const std::vector<unsigned char>& iBytes)
-{
-    const std::vector<unsigned char> settled = Write(*Read(iBytes));
-    const ChunkPtr chunkP = Read(settled);
-    const std::vector<unsigned char> again = Write(*chunkP);
-    Require(again == settled, "the same chunk is written differently");
-    Require(*Read(again) == *chunkP, "what is read back is not equal");
 }
 
 } // namespace
