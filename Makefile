@@ -18,6 +18,9 @@ demo: tool
 	    'import Examples/Song/canon.mid -o build/demo/canon.mdid' \
 	    'show build/demo/canon.mdid' \
 	    'events build/demo/canon.mdid --from 4 --to 4:2' \
+	    'clip build/demo/canon.mdid --from 3:2:100 --to 5:1:240 -o build/demo/clip.mdid' \
+	    'notes build/demo/clip.mdid --sounding 3:2:240 --track 5' \
+	    'clip build/demo/clip.mdid --widen' \
 	    'export build/demo/canon.mdid -o build/demo/canon.mid' \
 	    'diff Examples/Song/canon.mid build/demo/canon.mid'; do \
 	    printf '\n$$ mdid %s\n' "$$arguments"; \

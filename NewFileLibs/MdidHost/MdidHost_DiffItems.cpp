@@ -20,9 +20,12 @@ std::string NameOfChannel(int iChannel)
     return iChannel < 0 ? "" : "ch " + std::to_string(iChannel + 1) + ' ';
 }
 
+// As the session has it, whose context it is in.
 Time_Typed TimeIn(const TrackView& iView, const Note& iNote, const Segment& iSegment)
 {
-    return iView.mSide.Add(iNote.GetTime(), Time_TypedLength(iSegment.mTime.GetPacked()));
+    const Time_TypedLength cutOff = iNote.GetUntrimmedLeftDelta(nullptr);
+    const Time_Typed start = cutOff.AsInt64() < 0 ? iView.mSide.Add(iNote.GetTime(), cutOff) : iNote.GetTime();
+    return iView.mSide.Add(start, Time_TypedLength(iSegment.mTime.GetPacked()));
 }
 
 Order CompareSegments(const TrackView& iLeftView, const Note& iLeftNote, const Lane& iLeft, const TrackView& iRightView,

@@ -90,7 +90,7 @@ struct NoteItem
     const Note* mNoteP;
 };
 
-// A lane of one note; its times count from the note's start.
+// A lane of one note; its times count from where the note starts without the cuts of a clip.
 struct ExpressionItem
 {
     int mIndex;

@@ -46,7 +46,8 @@ struct MdidHost_EventListing
 
 // The events of all chunks by time; at one time by track, and within one as its chunk merges them. A note is one event.
 // Per-note data stands among the rest at its own time, also where its note begins before the range, and names its note:
-// in JSON "note":{"tick":960,"pitch":60}.
+// in JSON "note":{"tick":960,"pitch":60}. Of a note that a clip has cut it is what the clip plays: at the start the
+// value in force there, and what stands between the cuts.
 //
 // In JSON and CSV ticks and durations are in the session's division, channels those that the events play on, from 0;
 // system-exclusive messages have none (null). Parts of a program change that are disabled are null.

@@ -9,30 +9,30 @@ namespace
 
 using Note = Mdid_NoteWithDurationExtendedEvent;
 
-// Nothing is before the one or behind the other, whatever its kind: the kinds do not reach equally far.
-Time_Typed FirstOfAll()
-{
-    using enum Time_EType;
-    return std::min({Time_Typed::MinTime(kTick), Time_Typed::MinTime(kSample), Time_Typed::MinTime(kMicrosecond)});
-}
-Time_Typed LastOfAll()
-{
-    using enum Time_EType;
-    return std::max({Time_Typed::MaxTime(kTick), Time_Typed::MaxTime(kSample), Time_Typed::MaxTime(kMicrosecond)});
-}
-
 // A chunk takes its ranges in samples, rounded: one sample more at either side has all of the window.
 Mdid_Chunk::RangeIter MergedWalk(const Mdid_Chunk& iChunk, const MdidHost_EventWindow& iWindow,
                                  const Mdie_Filter& iFilter)
 {
     const Time_TypedLength oneSample(1, Time_EType::kSample);
     const auto toSample = [](Time_Typed time) { return Time_Convert::ToType(time, Time_EType::kSample); };
-    const Time_Typed start = iWindow.mStart ? toSample(*iWindow.mStart) - oneSample : FirstOfAll();
-    const Time_Typed end = iWindow.mEnd ? toSample(*iWindow.mEnd) + oneSample : LastOfAll();
+    const Time_Typed start = iWindow.mStart ? toSample(*iWindow.mStart) - oneSample : MdidHost_FirstOfAllTimes();
+    const Time_Typed end = iWindow.mEnd ? toSample(*iWindow.mEnd) + oneSample : MdidHost_LastOfAllTimes();
     return iChunk.GetRange(start, end, Time_TypedLength(0, start.GetType()), false, iFilter).begin();
 }
 
 } // namespace
+
+Time_Typed MdidHost_FirstOfAllTimes()
+{
+    using enum Time_EType;
+    return std::min({Time_Typed::MinTime(kTick), Time_Typed::MinTime(kSample), Time_Typed::MinTime(kMicrosecond)});
+}
+
+Time_Typed MdidHost_LastOfAllTimes()
+{
+    using enum Time_EType;
+    return std::max({Time_Typed::MaxTime(kTick), Time_Typed::MaxTime(kSample), Time_Typed::MaxTime(kMicrosecond)});
+}
 
 MdidHost_PerNoteWalk::MdidHost_PerNoteWalk(const Mdid_NoteListBase& iNotes, const MdidHost_EventWindow& iWindow,
                                            const Mdie_Filter& iFilter)
@@ -48,7 +48,7 @@ Mdid_Event MdidHost_PerNoteWalk::MakeEvent() const
 {
     const Lane& lane = mLanes.front();
     const auto& segment = lane.mLaneP->GetSegments()[lane.mNext];
-    return lane.mLaneP->GetSubStream().MakeEvent(segment.mValue, lane.mNoteP->GetEvent().GetChannel());
+    return lane.mLaneP->GetSubStream().MakeEvent(segment.mValue, lane.mTimes.GetNote().GetEvent().GetChannel());
 }
 
 void MdidHost_PerNoteWalk::Next()
@@ -66,8 +66,8 @@ void MdidHost_PerNoteWalk::Push(Lane iLane)
     const auto& segments = iLane.mLaneP->GetSegments();
     if (iLane.mNext >= segments.size())
         return;
-    iLane.mTime = iLane.TimeOf(segments[iLane.mNext]);
-    if (mWindow.IsBehind(iLane.mTime))
+    iLane.mTime = iLane.mTimes.TimeOf(segments[iLane.mNext]);
+    if (mWindow.IsBehind(iLane.mTime) || iLane.mTimes.IsCutOff(iLane.mTime))
         return;
     mLanes.push_back(iLane);
     std::ranges::push_heap(mLanes, IsLater);
@@ -86,15 +86,15 @@ void MdidHost_PerNoteWalk::OpenLanes()
 
 void MdidHost_PerNoteWalk::OpenLanesOf(const Note& iNote)
 {
+    const MdidHost_NoteLaneTimes times(iNote);
+    const auto isBefore = [&](const auto& segment) { return mWindow.IsBefore(times.TimeOf(segment)); };
     for (const Mdid_PerNoteDataStream& stream : *iNote.GetPerNoteControllers())
     {
         if (!mFilter.FilterSubStream(stream.GetSubStream()))
             continue;
-        Lane lane{{}, &iNote, &stream, 0, mPlaces++};
         const auto& segments = stream.GetSegments();
-        const auto isBefore = [&](const auto& segment) { return mWindow.IsBefore(lane.TimeOf(segment)); };
-        lane.mNext = static_cast<std::size_t>(std::ranges::partition_point(segments, isBefore) - segments.begin());
-        Push(lane);
+        const auto next = std::ranges::partition_point(times.FindFirst(segments), segments.end(), isBefore);
+        Push({{}, times, &stream, static_cast<std::size_t>(next - segments.begin()), mPlaces++});
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "Mdid/Mdid_Chunk.h"
 #include "Mdid/Mdid_PerNoteControllerList.h"
+#include "MdidHost/MdidHost_NoteLaneTimes_Private.h"
 #include "MdidHost/MdidHost_Session.h"
 
 #include <optional>
@@ -9,6 +10,10 @@
 
 // What a listing of events is about: the events of a track in a window of time, in order of time. A change of the
 // chunk ends the validity of a walk; the track must outlive it.
+
+// Nothing is before the one or behind the other, whatever its kind: the kinds do not reach equally far.
+Time_Typed MdidHost_FirstOfAllTimes();
+Time_Typed MdidHost_LastOfAllTimes();
 
 // One bound or both may be missing.
 struct MdidHost_EventWindow
@@ -29,7 +34,7 @@ public:
 
     bool IsMore() const { return !mLanes.empty(); }
     Time_Typed GetTime() const { return mLanes.front().mTime; }
-    const Mdid_NoteWithDurationExtendedEvent& GetNote() const { return *mLanes.front().mNoteP; }
+    const Mdid_NoteWithDurationExtendedEvent& GetNote() const { return mLanes.front().mTimes.GetNote(); }
     Mdid_Event MakeEvent() const;
     void Next();
 
@@ -37,15 +42,10 @@ private:
     struct Lane
     {
         Time_Typed mTime;
-        const Mdid_NoteWithDurationExtendedEvent* mNoteP;
+        MdidHost_NoteLaneTimes mTimes;
         const Mdid_PerNoteDataStream* mLaneP;
         std::size_t mNext;
         std::size_t mPlace; // tells lanes of one time apart
-
-        Time_Typed TimeOf(const Mdid_ContinuousDataStreamCore::Segment& iSegment) const
-        {
-            return mNoteP->GetTime() + Time_TypedLength(iSegment.mTime.GetPacked());
-        }
     };
 
     static bool IsLater(const Lane& iA, const Lane& iB)

@@ -6,6 +6,7 @@
 #include "Mdid/Mdid_PerNoteControllerList.h"
 #include "Mdid/Mdid_SysexEvent.h"
 #include "MdidHost/MdidHost_ExportItemWriter_Private.h"
+#include "MdidHost/MdidHost_NoteLaneTimes_Private.h"
 
 #include <algorithm>
 #include <array>
@@ -169,18 +170,21 @@ void MdidHost_ExportTrackEvents::AddNoteLane(const Note& iNote, TickRange iTicks
         return;
     const Mdie_SubStream_ValueRange range = key.GetValueRange();
     const auto index = static_cast<unsigned char>(key.GetDataTypeIndex());
-    for (const auto& segment : iLane.GetSegments())
+    const MdidHost_NoteLaneTimes times(iNote);
+    const auto& segments = iLane.GetSegments();
+    for (auto segment = times.FindFirst(segments); segment != segments.end(); ++segment)
     {
-        const bool isStart = segment.mTime.AsInt64() <= 0;
-        const Time_Typed time =
-            isStart ? iNote.GetTime() : iNote.GetTime() + Time_TypedLength(segment.mTime.GetPacked());
+        const bool isStart = times.IsAtStart(*segment);
+        const Time_Typed time = isStart ? iNote.GetTime() : times.TimeOf(*segment);
         if (!isStart && time >= iNote.GetEndTime())
         {
-            AddLoss("values of per-note lanes at or after the end of their note");
+            // What a clip has cut off is not lost.
+            if (time >= times.GetUntrimmedEnd())
+                AddLoss("values of per-note lanes at or after the end of their note");
             continue;
         }
         const std::int64_t tick = std::clamp(mClock.GetTick(time), iTicks.mStart, iTicks.mEnd - 1);
-        AddEvent(time, tick, key.MakeEvent(Clip(segment.mValue, range), iChannel),
+        AddEvent(time, tick, key.MakeEvent(Clip(segment->mValue, range), iChannel),
                  isStart ? Item::kNoteLaneStart : Item::kNoteLane)
             .mLane = index;
     }

@@ -55,6 +55,7 @@ struct TrackParts
 {
     Part mNotes;
     Range mVelocities;
+    std::int64_t mTrimmedNotes = 0;
     std::int64_t mNotesWithLanes = 0;
     std::int64_t mPerNoteBreakpoints = 0;
     std::vector<LanePart> mLanes;
@@ -92,6 +93,7 @@ void IncludeNote(TrackParts& ioParts, const Mdid_NoteWithDurationExtendedEvent& 
     ioParts.mNotes.Include(iNote.GetTime());
     ioParts.mNotes.mValues.Include(iNote.GetPitch());
     ioParts.mVelocities.Include(iNote.GetNote().GetVelocity());
+    ioParts.mTrimmedNotes += iNote.HasTrimExtension();
     if (!iNote.HasPerNoteControllers() || iNote.GetPerNoteControllers()->empty())
         return;
     ++ioParts.mNotesWithLanes;
@@ -197,7 +199,8 @@ private:
         const Range& pitches = parts.mNotes.mValues;
         const auto numbers = [](int value) { return std::to_string(value); };
         WritePart("notes", parts.mNotes,
-                  RangeText(pitches, MdidHost_NameOfPitch) + ", velocity " + RangeText(parts.mVelocities, numbers));
+                  RangeText(pitches, MdidHost_NameOfPitch) + ", velocity " + RangeText(parts.mVelocities, numbers),
+                  parts.mTrimmedNotes > 0 ? ", " + std::to_string(parts.mTrimmedNotes) + " trimmed" : "");
         if (parts.mNotesWithLanes > 0)
             mStream << "    " << MdidHost_Column("expression", 18)
                     << MdidHost_Formatted("%7lld", static_cast<long long>(parts.mPerNoteBreakpoints))
@@ -220,13 +223,14 @@ private:
         return iToText(iRange.mLow) + (iRange.mLow == iRange.mHigh ? "" : " to " + iToText(iRange.mHigh));
     }
 
-    void WritePart(const std::string& iWhat, const Part& iPart, const std::string& iRange) const
+    void WritePart(const std::string& iWhat, const Part& iPart, const std::string& iRange,
+                   const std::string& iRemark = {}) const
     {
         if (iPart.mCount == 0)
             return;
         mStream << "    " << MdidHost_Column(iWhat, 18)
                 << MdidHost_Formatted("%7lld  ", static_cast<long long>(iPart.mCount)) << MdidHost_Column(iRange, 31)
-                << At(iPart.mFirst) << " .. " << At(iPart.mLast) << '\n';
+                << At(iPart.mFirst) << " .. " << At(iPart.mLast) << iRemark << '\n';
     }
 
     std::ostream& mStream;
@@ -340,6 +344,8 @@ private:
         AddPart(line, iParts.mNotes);
         AddRange(line, "lowestPitch", "highestPitch", iParts.mNotes.mValues);
         AddRange(line, "lowestVelocity", "highestVelocity", iParts.mVelocities);
+        if (iParts.mTrimmedNotes > 0)
+            line.Add("trimmed", iParts.mTrimmedNotes);
         line.Add("withPerNoteData", iParts.mNotesWithLanes);
         line.Add("perNoteBreakpoints", iParts.mPerNoteBreakpoints);
         return line;

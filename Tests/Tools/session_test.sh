@@ -9,7 +9,7 @@ set -u
 has() { grep -Eqx -- "$1" out || fail "no line '$1'"; }
 
 # Help: an example each. Wrong usage: 2 and nothing on standard output, before or after the session is read.
-for command in check import show events csv dump xml diff export edit; do
+for command in check import show events notes csv dump xml diff export edit clip; do
     run 0 $command --help
     grep -q "^Example: mdid $command " out || fail "no example in the help of mdid $command"
     run 2 $command
@@ -19,7 +19,11 @@ for arguments in "import $song" "import $song -o -" "show $song --track 1" "even
     "export $song -o a.mid --format 2" "export $song -o a.mid --division 0" "edit $song --transpose 2" \
     "edit $song -o a" "edit $song -o - --shift 1t" "edit $song -o a --transpose 1 --shift 1t" "edit $song -o a --copy 1..2" \
     "edit $song -o a --to 2" "edit $song -o a --quantize 0t" "edit $song -o a --erase 5..3" \
-    "edit $song -o a --transpose 99" "edit $song -o a --shift -2:0:0" "edit $song -o a --shift 1t --undo"; do
+    "edit $song -o a --transpose 99" "edit $song -o a --shift -2:0:0" "edit $song -o a --shift 1t --undo" \
+    "notes $song" "notes $song --sounding 1 --starting 1..2" "notes $song --starting 2..1" "notes $song --sounding x" \
+    "notes $song --sounding 1 --track 8" "clip $song" "clip $song -o a" "clip $song -o a --from 1" \
+    "clip $song -o a --from 3 --to 3" "clip $song -o a --from 3 --to x" "clip $song --from 1 --to 2" \
+    "clip $song -o - --from 1 --to 2" "clip $song --widen" "clip $song -o a --widen --from 1 --to 2"; do
     # shellcheck disable=SC2086 # words
     run 2 $arguments
     is "lines on standard output of mdid $arguments" "$(lines out)" 0
@@ -34,7 +38,8 @@ is "what wrong usage leaves" "$(echo ./*)" './err ./out'
 # Bad input: 1, and one line that names the file.
 printf 'no MIDI file' >bad.mid
 mkdir folder
-for command in show events csv xml dump 'export -o x.mid' 'import -o x' 'edit --undo --shift 1t' "diff $song"; do
+for command in show events csv xml dump 'export -o x.mid' 'import -o x' 'edit --undo --shift 1t' \
+    'notes --sounding 1' 'clip --widen -o x' "diff $song"; do
     for file in missing.mid bad.mid folder; do
         # shellcheck disable=SC2086 # words
         run 1 $command $file
@@ -102,5 +107,40 @@ run 0 edit song.mdid --shift 0:1:0
 run 1 diff "$song" song.mdid
 run 0 edit song.mdid --shift -0:1:0
 run 0 diff "$song" song.mdid
+
+# A clip, widened in place, has the whole notes that sounded in it.
+run 0 clip song.mdid --from 3:2:100 --to 5:1:7 -o clip.mdid
+has 'clip 3:2:100..5:1:007: 35 notes, 4 cut at the start, 3 at the end; 863 notes and 1223 events left out'
+run 0 show clip.mdid
+has '    notes                   5  B4 to F#5, velocity 68 .*, 1 trimmed'
+run 0 show --json clip.mdid
+grep -q '"highestVelocity":68,"trimmed":1,' out || fail "show --json of a clip"
+run 0 notes clip.mdid --starting 1..4 --track 6
+has '    6  3:2:100 .* note D4, velocity 48, off velocity 64, duration 340, to 3:2:440, cut at the start by 60'
+run 0 clip clip.mdid --widen
+has 'widen: 7 notes'
+run 0 notes clip.mdid --starting 1..end --format csv
+mv out whole
+run 0 notes song.mdid --overlapping 3:2:100..5:1:7 --format csv
+cmp -s out whole || fail "what a widened clip holds is not what sounded"
+run 0 notes song.mdid --sounding 5:1:6 --track 2 --format json
+has '.*"pitch":71,"name":"B4","velocity":68,"offVelocity":51,"duration":440,"end":7160,"muted":false}'
+
+# Of the bends of a note (at 0, 20, 30 and 50 of 80 ticks) a clip plays the one in force at its start, and those in it.
+hex() { for byte in "$@"; do printf "\\$(printf %o "0x$byte")"; done; }
+hex 4d 54 68 64 00 00 00 06 00 00 00 01 00 60 4d 54 72 6b 00 00 00 1c 00 e1 64 00 00 91 3c 40 14 e1 48 01 0a e1 2c 02 \
+    14 e1 10 03 1e 81 3c 40 00 ff 2f 00 >mpe.mid
+run 0 clip --mpe mpe.mid --from 25t --to 50t -o mpe.mdid
+run 0 events mpe.mdid --only bends --format csv
+is "bends of a note in a clip" "$(sed 1d out | cut -d, -f 2,13,18 | tr '\n' ' ')" '25,-7992,25 30,-7892,25 '
+run 0 export mpe.mdid -o mpe-out.mid
+run 0 csv mpe-out.mid
+is "a clip as a file" "$(grep _c, out | cut -d, -f 2-3,6- | tr '\n' ' ')" \
+    ' 25, Pitch_bend_c  25, Note_on_c, 64  30, Pitch_bend_c  50, Note_on_c, 0 '
+run 0 clip mpe.mdid --widen -o widened.mdid
+run 0 events widened.mdid --mpe
+mv out whole
+run 0 events mpe.mid --mpe
+cmp -s out whole || fail "a widened note has not all of its bends"
 
 finish

@@ -129,3 +129,4 @@ void AddCheckCommand(CLI::App& ioProgram, Commands& ioCommands);     // check
 void AddTransferCommands(CLI::App& ioProgram, Commands& ioCommands); // import, export
 void AddSessionCommands(CLI::App& ioProgram, Commands& ioCommands);  // show, events, xml, diff
 void AddEditCommand(CLI::App& ioProgram, Commands& ioCommands);      // edit
+void AddNoteCommands(CLI::App& ioProgram, Commands& ioCommands);     // notes, clip

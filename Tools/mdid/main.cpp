@@ -26,6 +26,7 @@ int Run(int iArgc, char** iArgv)
     AddTransferCommands(app, commands);
     AddSessionCommands(app, commands);
     AddEditCommand(app, commands);
+    AddNoteCommands(app, commands);
     try
     {
         app.parse(iArgc, iArgv);

@@ -1,0 +1,169 @@
+// The commands about notes in a range of time: notes, clip.
+
+#include "Command.h"
+#include "MdidHost/MdidHost_Clip.h"
+#include "MdidHost/MdidHost_MusicalTime.h"
+#include "MdidHost/MdidHost_NoteListing.h"
+#include "MdidHost/MdidHost_Text.h"
+
+#include <iostream>
+
+namespace
+{
+
+class NotesCommand : public SessionCommand
+{
+public:
+    explicit NotesCommand(CLI::App& ioProgram)
+        : SessionCommand(ioProgram, "notes", "List the notes that start, sound or overlap somewhere, track by track",
+                         "notes song.mdid --overlapping 3..5 --track 2 --format json")
+    {
+        AddSession(mSession);
+        AddTrack(mListing.mTrack);
+        CLI::App& which = *mApp.add_option_group("Which notes, one of");
+        AddText(which, "--starting", mStarting, "Those that start in a range: 3:1:0..5:1:0, 480t..960t, 1sec..1.5sec");
+        AddText(which, "--sounding", mSounding, "Those that sound across a time: 3:2:120");
+        AddText(which, "--overlapping", mOverlapping, "Those that sound anywhere in a range");
+        which.require_option(1);
+        mApp.add_option("--format", mFormat, "text, json (one object a line) or csv")
+            ->check(CLI::IsMember({"text", "json", "csv"}))
+            ->capture_default_str();
+    }
+
+    int Run() override
+    {
+        using Format = MdidHost_EventListing::Format;
+        const MdidHost_Session session = Open(mSession);
+        const MdidHost_Session::Scope scope(session);
+        VerifyTrack(session, mListing.mTrack);
+        ParseWhich(MdidHost_MusicalTime(session));
+        mListing.mFormat = mFormat == "json" ? Format::kJson : mFormat == "csv" ? Format::kCsv : Format::kText;
+        MdidHost_ListNotes(std::cout, session, mListing);
+        return kDone;
+    }
+
+private:
+    void ParseWhich(const MdidHost_MusicalTime& iTimes)
+    {
+        using Which = MdidHost_NoteListing::Which;
+        if (mSounding)
+        {
+            const auto time = iTimes.Parse(*mSounding);
+            if (!time)
+                throw WrongUsage("notes: not a time: " + *mSounding);
+            mListing.mWhich = Which::kSounding;
+            mListing.mStart = *time;
+            return;
+        }
+        const std::string& text = mStarting ? *mStarting : *mOverlapping;
+        const auto range = iTimes.ParseRange(text);
+        if (!range)
+            throw WrongUsage("notes: not a range: " + text);
+        mListing.mWhich = mStarting ? Which::kStarting : Which::kOverlapping;
+        mListing.mStart = range->mStart;
+        mListing.mEnd = range->mEnd;
+    }
+
+    std::string mSession;
+    std::optional<std::string> mStarting;
+    std::optional<std::string> mSounding;
+    std::optional<std::string> mOverlapping;
+    std::string mFormat = "text";
+    MdidHost_NoteListing mListing;
+};
+
+class ClipCommand : public SessionCommand
+{
+public:
+    explicit ClipCommand(CLI::App& ioProgram)
+        : SessionCommand(
+              ioProgram, "clip",
+              "Save a session as a clip plays it, notes cut at its edges; or give cut notes back what was cut",
+              "clip song.mdid --from 3:1:0 --to 5:1:0 -o part.mdid")
+    {
+        AddSession(mSession);
+        CLI::Option& from = AddText(mApp, "--from", mFrom, "Where the clip begins: 3:2:120, 480t, 48000s, 1.5sec");
+        CLI::Option& to = AddText(mApp, "--to", mTo, "Where it ends; end is the session's end");
+        from.needs(&to);
+        to.needs(&from);
+        mApp.add_flag("--widen", mIsWidening, "Give every note back what clips have cut off")
+            ->excludes(&from)
+            ->excludes(&to);
+        AddText(mApp, "-o,--output", mOutput, "The session folder to save to (--widen: if not SESSION itself)");
+    }
+
+    int Run() override
+    {
+        if (!mIsWidening && !mFrom)
+            throw WrongUsage("clip: either --from and --to, or --widen");
+        const std::string folder = FolderToSaveIn();
+        MdidHost_Session session = Open(mSession);
+        if (mIsWidening)
+            Widen(session);
+        else
+            Clip(session);
+        MdidHost_SaveSession(session, folder);
+        return kDone;
+    }
+
+private:
+    std::string FolderToSaveIn() const
+    {
+        if (mOutput && (mOutput->empty() || *mOutput == "-"))
+            throw WrongUsage("clip: a session is saved to a folder");
+        if (mOutput)
+            return *mOutput;
+        if (!mIsWidening)
+            throw WrongUsage("clip: -o names a session folder to save to");
+        if (MdidHost_KindOf(mSession) != MdidHost_InputKind::kSessionFolder)
+            throw WrongUsage("clip: " + mSession + " is no session folder: -o names one to save to");
+        return mSession;
+    }
+
+    static Time_Typed ParseTime(const MdidHost_MusicalTime& iTimes, const std::string& iText)
+    {
+        const auto time = iTimes.Parse(iText);
+        if (!time)
+            throw WrongUsage("clip: not a time: " + iText);
+        return *time;
+    }
+
+    void Clip(MdidHost_Session& ioSession) const
+    {
+        const MdidHost_Session::Scope scope(ioSession);
+        const MdidHost_MusicalTime times(ioSession);
+        const Time_Typed from = ParseTime(times, *mFrom);
+        const Time_Typed to = ParseTime(times, *mTo);
+        if (from >= to)
+            throw WrongUsage("clip: " + *mFrom + " is not before " + *mTo);
+        const auto placeOf = [&](Time_Typed iTime) {
+            return ioSession.mDivision.IsSMPTE() ? std::to_string(times.ToFileTick(iTime)) + 't'
+                                                 : times.FormatBar(iTime);
+        };
+        const std::string range = placeOf(from) + ".." + placeOf(to);
+        const MdidHost_ClipCounts counts = MdidHost_ClipSession(ioSession, from, to);
+        std::cout << "clip " << range << ": " << MdidHost_Counted(counts.mNotes, "note") << ", " << counts.mCutAtStart
+                  << " cut at the start, " << counts.mCutAtEnd << " at the end; "
+                  << MdidHost_Counted(counts.mNotesLeftOut, "note") << " and "
+                  << MdidHost_Counted(counts.mEventsLeftOut, "event") << " left out\n";
+    }
+
+    static void Widen(MdidHost_Session& ioSession)
+    {
+        std::cout << "widen: " << MdidHost_Counted(MdidHost_WidenSession(ioSession), "note") << '\n';
+    }
+
+    std::string mSession;
+    std::optional<std::string> mFrom;
+    std::optional<std::string> mTo;
+    std::optional<std::string> mOutput;
+    bool mIsWidening = false;
+};
+
+} // namespace
+
+void AddNoteCommands(CLI::App& ioProgram, Commands& ioCommands)
+{
+    ioCommands.push_back(std::make_unique<NotesCommand>(ioProgram));
+    ioCommands.push_back(std::make_unique<ClipCommand>(ioProgram));
+}
