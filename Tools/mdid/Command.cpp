@@ -96,6 +96,17 @@ void SessionCommand::AddTrack(std::optional<int>& ioTrack)
         ->check(CLI::PositiveNumber);
 }
 
+void SessionCommand::AddFormat(MdidHost_EventListing::Format& ioFormat)
+{
+    using Format = MdidHost_EventListing::Format;
+    const auto set = [&ioFormat](const std::string& iText) {
+        ioFormat = iText == "json" ? Format::kJson : iText == "csv" ? Format::kCsv : Format::kText;
+    };
+    mApp.add_option_function<std::string>("--format", set, "text, json (one object a line) or csv")
+        ->check(CLI::IsMember({"text", "json", "csv"}))
+        ->default_str("text");
+}
+
 MdidHost_Session SessionCommand::Load(const std::string& iPath, Ndo_Object::EUndoFlag iUndoFlag,
                                       MdidHost_ImportReport& oReport) const
 {
@@ -121,6 +132,33 @@ void SessionCommand::VerifyTrack(const MdidHost_Session& iSession, std::optional
     if (iTrack && (*iTrack < 1 || *iTrack > std::ssize(iSession.mTracks)))
         throw WrongUsage("--track: there is no track " + std::to_string(*iTrack) + " among " +
                          std::to_string(iSession.mTracks.size()));
+}
+
+Time_Typed SessionCommand::ParseTime(const MdidHost_MusicalTime& iTimes, const std::string& iOption,
+                                     const std::string& iText)
+{
+    const auto time = iTimes.Parse(iText);
+    if (!time)
+        throw WrongUsage(iOption + ": not a time: " + iText);
+    return *time;
+}
+
+MdidHost_MusicalTime::Range SessionCommand::ParseRange(const MdidHost_MusicalTime& iTimes, const std::string& iOption,
+                                                       const std::string& iText)
+{
+    const auto range = iTimes.ParseRange(iText);
+    if (!range)
+        throw WrongUsage(iOption + ": not a range: " + iText);
+    return *range;
+}
+
+std::string SessionCommand::FolderToSaveIn(const std::string& iSession, const std::optional<std::string>& iOutput) const
+{
+    if (iOutput && (iOutput->empty() || *iOutput == "-"))
+        throw WrongUsage(mApp.get_name() + ": a session is saved to a folder");
+    if (!iOutput && MdidHost_KindOf(iSession) != MdidHost_InputKind::kSessionFolder)
+        throw WrongUsage(mApp.get_name() + ": " + iSession + " is no session folder: -o names one to save to");
+    return iOutput.value_or(iSession);
 }
 
 void WriteLosses(std::ostream& ioStream, const std::string& iFile, const std::vector<MdidHost_Loss>& iLosses)

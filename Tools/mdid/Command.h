@@ -3,6 +3,8 @@
 // What the commands of this program share. Each file of commands has one function that adds them.
 
 #include "CFnd/Sys_StreamException.h"
+#include "MdidHost/MdidHost_EventListing.h"
+#include "MdidHost/MdidHost_MusicalTime.h"
 #include "MdidHost/MdidHost_OpenSession.h"
 #include "MdidHost/MdidHost_SessionFolder.h"
 
@@ -105,6 +107,7 @@ protected:
 
     void AddSession(std::string& ioPath, const char* iName = "SESSION");
     void AddTrack(std::optional<int>& ioTrack);
+    void AddFormat(MdidHost_EventListing::Format& ioFormat);
 
     MdidHost_Session Load(const std::string& iPath, Ndo_Object::EUndoFlag iUndoFlag,
                           MdidHost_ImportReport& oReport) const;
@@ -112,7 +115,15 @@ protected:
     // With progress. What an import found or could not keep is told in one line on standard error.
     MdidHost_Session Open(const std::string& iPath, Ndo_Object::EUndoFlag iUndoFlag = Ndo_Object::kNotUndoable) const;
 
-    static void VerifyTrack(const MdidHost_Session& iSession, std::optional<int> iTrack); // throws WrongUsage
+    // These throw WrongUsage.
+    static void VerifyTrack(const MdidHost_Session& iSession, std::optional<int> iTrack);
+    static Time_Typed ParseTime(const MdidHost_MusicalTime& iTimes, const std::string& iOption,
+                                const std::string& iText);
+    static MdidHost_MusicalTime::Range ParseRange(const MdidHost_MusicalTime& iTimes, const std::string& iOption,
+                                                  const std::string& iText);
+
+    // Where a command saves that changes a session: to the output, or else to the session, which is a folder then.
+    std::string FolderToSaveIn(const std::string& iSession, const std::optional<std::string>& iOutput) const;
 
     bool mIsStrict = false;
 

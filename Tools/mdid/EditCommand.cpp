@@ -60,10 +60,8 @@ public:
 
     int Run() override
     {
-        if (mOutput && (mOutput->empty() || *mOutput == "-"))
-            throw WrongUsage("edit: a session is saved to a folder");
-        if (!mOutput && !mProvesUndo)
-            mOutput = FolderToSaveIn();
+        if (!mProvesUndo)
+            mOutput = FolderToSaveIn(mSession, mOutput);
         MdidHost_Session session = Open(mSession, Ndo_Object::kUndoable);
         const MdidHost_Session::Scope scope(session);
         VerifyTrack(session, mRequest.mTrack);
@@ -74,13 +72,6 @@ public:
     }
 
 private:
-    std::string FolderToSaveIn() const
-    {
-        if (MdidHost_KindOf(mSession) != MdidHost_InputKind::kSessionFolder)
-            throw WrongUsage("edit: " + mSession + " is no session folder: -o names one to save to");
-        return mSession;
-    }
-
     template <class Value>
     static Value Need(std::optional<Value> iValue, const char* iWhat, const std::string& iText)
     {

@@ -25,19 +25,15 @@ public:
         AddText(which, "--sounding", mSounding, "Those that sound across a time: 3:2:120");
         AddText(which, "--overlapping", mOverlapping, "Those that sound anywhere in a range");
         which.require_option(1);
-        mApp.add_option("--format", mFormat, "text, json (one object a line) or csv")
-            ->check(CLI::IsMember({"text", "json", "csv"}))
-            ->capture_default_str();
+        AddFormat(mListing.mFormat);
     }
 
     int Run() override
     {
-        using Format = MdidHost_EventListing::Format;
         const MdidHost_Session session = Open(mSession);
         const MdidHost_Session::Scope scope(session);
         VerifyTrack(session, mListing.mTrack);
         ParseWhich(MdidHost_MusicalTime(session));
-        mListing.mFormat = mFormat == "json" ? Format::kJson : mFormat == "csv" ? Format::kCsv : Format::kText;
         MdidHost_ListNotes(std::cout, session, mListing);
         return kDone;
     }
@@ -46,29 +42,22 @@ private:
     void ParseWhich(const MdidHost_MusicalTime& iTimes)
     {
         using Which = MdidHost_NoteListing::Which;
+        mListing.mWhich = mSounding ? Which::kSounding : mStarting ? Which::kStarting : Which::kOverlapping;
         if (mSounding)
         {
-            const auto time = iTimes.Parse(*mSounding);
-            if (!time)
-                throw WrongUsage("notes: not a time: " + *mSounding);
-            mListing.mWhich = Which::kSounding;
-            mListing.mStart = *time;
+            mListing.mStart = ParseTime(iTimes, "--sounding", *mSounding);
             return;
         }
-        const std::string& text = mStarting ? *mStarting : *mOverlapping;
-        const auto range = iTimes.ParseRange(text);
-        if (!range)
-            throw WrongUsage("notes: not a range: " + text);
-        mListing.mWhich = mStarting ? Which::kStarting : Which::kOverlapping;
-        mListing.mStart = range->mStart;
-        mListing.mEnd = range->mEnd;
+        const auto range = mStarting ? ParseRange(iTimes, "--starting", *mStarting)
+                                     : ParseRange(iTimes, "--overlapping", *mOverlapping);
+        mListing.mStart = range.mStart;
+        mListing.mEnd = range.mEnd;
     }
 
     std::string mSession;
     std::optional<std::string> mStarting;
     std::optional<std::string> mSounding;
     std::optional<std::string> mOverlapping;
-    std::string mFormat = "text";
     MdidHost_NoteListing mListing;
 };
 
@@ -96,7 +85,9 @@ public:
     {
         if (!mIsWidening && !mFrom)
             throw WrongUsage("clip: either --from and --to, or --widen");
-        const std::string folder = FolderToSaveIn();
+        if (!mIsWidening && !mOutput)
+            throw WrongUsage("clip: -o names a session folder to save to");
+        const std::string folder = FolderToSaveIn(mSession, mOutput);
         MdidHost_Session session = Open(mSession);
         if (mIsWidening)
             Widen(session);
@@ -107,33 +98,12 @@ public:
     }
 
 private:
-    std::string FolderToSaveIn() const
-    {
-        if (mOutput && (mOutput->empty() || *mOutput == "-"))
-            throw WrongUsage("clip: a session is saved to a folder");
-        if (mOutput)
-            return *mOutput;
-        if (!mIsWidening)
-            throw WrongUsage("clip: -o names a session folder to save to");
-        if (MdidHost_KindOf(mSession) != MdidHost_InputKind::kSessionFolder)
-            throw WrongUsage("clip: " + mSession + " is no session folder: -o names one to save to");
-        return mSession;
-    }
-
-    static Time_Typed ParseTime(const MdidHost_MusicalTime& iTimes, const std::string& iText)
-    {
-        const auto time = iTimes.Parse(iText);
-        if (!time)
-            throw WrongUsage("clip: not a time: " + iText);
-        return *time;
-    }
-
     void Clip(MdidHost_Session& ioSession) const
     {
         const MdidHost_Session::Scope scope(ioSession);
         const MdidHost_MusicalTime times(ioSession);
-        const Time_Typed from = ParseTime(times, *mFrom);
-        const Time_Typed to = ParseTime(times, *mTo);
+        const Time_Typed from = ParseTime(times, "--from", *mFrom);
+        const Time_Typed to = ParseTime(times, "--to", *mTo);
         if (from >= to)
             throw WrongUsage("clip: " + *mFrom + " is not before " + *mTo);
         const auto placeOf = [&](Time_Typed iTime) {

@@ -56,44 +56,30 @@ public:
         mApp.add_option("--only", mOnly,
                         "Some of notes,controllers,bends,programs,pressure,polyPressure,sysex (default: all)")
             ->check(checkKinds);
-        mApp.add_option("--format", mFormat, "text, json (one object a line) or csv")
-            ->check(CLI::IsMember({"text", "json", "csv"}))
-            ->capture_default_str();
+        AddFormat(mListing.mFormat);
     }
 
     int Run() override
     {
-        using Format = MdidHost_EventListing::Format;
         const MdidHost_Session session = Open(mSession);
         const MdidHost_Session::Scope scope(session);
         VerifyTrack(session, mListing.mTrack);
         const MdidHost_MusicalTime times(session);
-        mListing.mStart = ParseTime(times, "--from", mFrom);
-        mListing.mEnd = ParseTime(times, "--to", mTo);
+        if (mFrom)
+            mListing.mStart = ParseTime(times, "--from", *mFrom);
+        if (mTo)
+            mListing.mEnd = ParseTime(times, "--to", *mTo);
         if (!mOnly.empty())
             mListing.mKinds = *MdidHost_EventListing::ParseKinds(mOnly);
-        mListing.mFormat = mFormat == "json" ? Format::kJson : mFormat == "csv" ? Format::kCsv : Format::kText;
         MdidHost_ListEvents(std::cout, session, mListing);
         return kDone;
     }
 
 private:
-    static std::optional<Time_Typed> ParseTime(const MdidHost_MusicalTime& iTimes, const char* iOption,
-                                               const std::optional<std::string>& iText)
-    {
-        if (!iText)
-            return {};
-        const auto time = iTimes.Parse(*iText);
-        if (!time)
-            throw WrongUsage(std::string(iOption) + ": not a time: " + *iText);
-        return time;
-    }
-
     std::string mSession;
     std::optional<std::string> mFrom;
     std::optional<std::string> mTo;
     std::string mOnly;
-    std::string mFormat = "text";
     MdidHost_EventListing mListing;
 };
 
