@@ -165,10 +165,10 @@ public:
     // On the coarse tick grid, when the list snaps and tick times matter.
     Time_Typed QuantizeTimeConditional(const Time_Typed& iTime) const;
 
-    // Those that sound in [iStart, iEnd): that start before it and end behind iStart, and that start in it.
-    // Those that sound at a time: that start before it and end behind it.
-    // In list order. Both find longer notes than the long-note threshold only through a long-note list, of which the
-    // first query after an edit builds an index: O(n) once, and throws std::bad_alloc.
+    // The notes that sound in [iStart, iEnd): those that start before it and end behind iStart, and those that start in
+    // it; and the notes that sound at a time: that start before it and end behind it. In list order.
+    // Both find longer notes than the long-note threshold only through a long-note list, of which the first query after
+    // an edit builds an index: O(n) once, and throws std::bad_alloc.
     OverlappingNotesInRangeRange GetOverlappingNotesInRange(Time_Typed iStart, Time_Typed iEnd) const;
     SustainingNoteRange GetSustainingNotes(Time_Typed iTime) const;
 
@@ -405,7 +405,7 @@ private:
     Ndo_AutoPtr<Mdid_NoteListTrimmedNotesContext> mTrimmedNotesContextP;
     std::optional<ClipEdgeFunction> mClipEdgeFunction; // for contexts to come
 
-    std::uint64_t mRevision = 0;                             // counts edits
+    std::uint64_t mRevision = 0;                            // counts edits
     mutable std::unique_ptr<LongNoteIndex> mLongNoteIndexP; // of some revision
 
     // Returned notes that wait for their place: [mLowestDirty, mHighestDirty].

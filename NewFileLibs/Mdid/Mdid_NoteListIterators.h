@@ -14,20 +14,52 @@
 // All are forward iterators with sentinels: for range-based loops, and for the algorithms of std::ranges. Like an
 // iterator at its end, one without elements may only be compared, copied, aimed anew, and asked whether there is more.
 
-// The notes that start in [start, end). None when start is later than end. Found by binary search.
-class MDID_EXPORT Mdid_NoteListBase::NotesInRangeIter
+// What these walks have in common. A walk has IsMore, ++ and GetUnderlyingIter, which is where the list has the note:
+// for Erase and Borrow.
+template <class Iterator, class Element>
+class Mdid_NoteListWalk
 {
 public:
     using iterator_concept = std::forward_iterator_tag;
     using iterator_category = std::forward_iterator_tag;
     using difference_type = std::ptrdiff_t;
-    using value_type = Note;
-    using pointer = const Note*;
-    using reference = const Note&;
+    using value_type = Element;
+    using pointer = const Element*;
+    using reference = const Element&;
 
     struct EndSentinel
     {
     };
+
+    // These only while IsMore().
+    const Element& operator*() const { return *GetWalk().GetUnderlyingIter(); }
+    const Element* operator->() const { return &**this; }
+    Iterator operator++(int)
+    {
+        Iterator before = GetWalk();
+        ++static_cast<Iterator&>(*this);
+        return before;
+    }
+
+    operator Mdid_NoteListBase::const_iterator() const { return GetWalk().GetUnderlyingIter(); }
+
+    // Walks over one range.
+    friend bool operator==(const Iterator& iA, const Iterator& iB)
+    {
+        return iA.GetUnderlyingIter() == iB.GetUnderlyingIter();
+    }
+    friend bool operator==(const Iterator& iWalk, EndSentinel) { return !iWalk.IsMore(); }
+
+private:
+    const Iterator& GetWalk() const { return static_cast<const Iterator&>(*this); }
+};
+
+// The notes that start in [start, end). None when start is later than end. Found by binary search.
+class MDID_EXPORT Mdid_NoteListBase::NotesInRangeIter
+    : public Mdid_NoteListWalk<Mdid_NoteListBase::NotesInRangeIter, Mdid_NoteListBase::Note>
+{
+public:
+    using Mdid_NoteListWalk::operator++;
     using Range = Mdid_IteratorRange<NotesInRangeIter>;
 
     NotesInRangeIter() = default; // of no list: no more elements
@@ -44,20 +76,8 @@ public:
         ++mCurrent;
         return *this;
     }
-    NotesInRangeIter operator++(int)
-    {
-        NotesInRangeIter before = *this;
-        ++*this;
-        return before;
-    }
-    const Note& operator*() const { return *mCurrent; }
-    const Note* operator->() const { return &*mCurrent; }
 
     const_iterator GetUnderlyingIter() const { return mCurrent; }
-    operator const_iterator() const { return mCurrent; }
-
-    bool operator==(const NotesInRangeIter& iOther) const { return mCurrent == iOther.mCurrent; } // of one range
-    bool operator==(EndSentinel) const { return !IsMore(); }
 
 private:
     friend class Mdid_NoteListBase::NotesExtendedEventInRangeIter; // walks over all notes, too
@@ -76,18 +96,10 @@ private:
 // threshold of its kind (of every kind, where several are in use), plus two units. With a long-note list and several
 // kinds in the list it is a little earlier, so that no rounding hides a note.
 class MDID_EXPORT Mdid_NoteListBase::SustainingNoteIter
+    : public Mdid_NoteListWalk<Mdid_NoteListBase::SustainingNoteIter, Mdid_NoteListBase::Note>
 {
 public:
-    using iterator_concept = std::forward_iterator_tag;
-    using iterator_category = std::forward_iterator_tag;
-    using difference_type = std::ptrdiff_t;
-    using value_type = Note;
-    using pointer = const Note*;
-    using reference = const Note&;
-
-    struct EndSentinel
-    {
-    };
+    using Mdid_NoteListWalk::operator++;
     using Range = SustainingNoteRange;
 
     SustainingNoteIter() = default; // of no list: no more elements
@@ -97,21 +109,9 @@ public:
 
     // These only while IsMore().
     SustainingNoteIter& operator++();
-    SustainingNoteIter operator++(int)
-    {
-        SustainingNoteIter before = *this;
-        ++*this;
-        return before;
-    }
-    const Note& operator*() const { return *mCurrent; }
-    const Note* operator->() const { return &*mCurrent; }
 
     // At the end, where the first note is that does not start before the time.
     const_iterator GetUnderlyingIter() const { return mCurrent; }
-    operator const_iterator() const { return mCurrent; }
-
-    bool operator==(const SustainingNoteIter& iOther) const { return mCurrent == iOther.mCurrent; } // of one range
-    bool operator==(EndSentinel) const { return !IsMore(); }
 
 private:
     void FindLongNote();
@@ -147,18 +147,10 @@ private:
 // The notes that sound anywhere in [start, end): first those that sound at start, then those that start in the range.
 // None when start is later than end; when both are one time, those that sound there.
 class MDID_EXPORT Mdid_NoteListBase::OverlappingNotesInRangeIter
+    : public Mdid_NoteListWalk<Mdid_NoteListBase::OverlappingNotesInRangeIter, Mdid_NoteListBase::Note>
 {
 public:
-    using iterator_concept = std::forward_iterator_tag;
-    using iterator_category = std::forward_iterator_tag;
-    using difference_type = std::ptrdiff_t;
-    using value_type = Note;
-    using pointer = const Note*;
-    using reference = const Note&;
-
-    struct EndSentinel
-    {
-    };
+    using Mdid_NoteListWalk::operator++;
     using Range = OverlappingNotesInRangeRange;
 
     OverlappingNotesInRangeIter() = default; // of no list: no more elements
@@ -171,21 +163,8 @@ public:
 
     // These only while IsMore().
     OverlappingNotesInRangeIter& operator++();
-    OverlappingNotesInRangeIter operator++(int)
-    {
-        OverlappingNotesInRangeIter before = *this;
-        ++*this;
-        return before;
-    }
-    const Note& operator*() const { return *mCurrent; }
-    const Note* operator->() const { return &*mCurrent; }
 
     const_iterator GetUnderlyingIter() const { return mCurrent; }
-    operator const_iterator() const { return mCurrent; }
-
-    // Of one range.
-    bool operator==(const OverlappingNotesInRangeIter& iOther) const { return mCurrent == iOther.mCurrent; }
-    bool operator==(EndSentinel) const { return !IsMore(); }
 
 private:
     void GoOnFromSustaining();
@@ -221,18 +200,11 @@ private:
 // when tick times do not matter, and iStart is neither in samples nor the minimum time, the ends less iOffset are first
 // turned into samples (upward when iRoundUp), and the offset added back. Found by binary search.
 class MDID_EXPORT Mdid_NoteListBase::NotesExtendedEventInRangeIter
+    : public Mdid_NoteListWalk<Mdid_NoteListBase::NotesExtendedEventInRangeIter, Mdid_ExtendedEvent>
 {
 public:
-    using iterator_concept = std::forward_iterator_tag;
-    using iterator_category = std::forward_iterator_tag;
-    using difference_type = std::ptrdiff_t;
-    using value_type = Mdid_ExtendedEvent;
-    using pointer = const Mdid_ExtendedEvent*;
-    using reference = const Mdid_ExtendedEvent&;
-
-    struct EndSentinel
-    {
-    };
+    using Mdid_NoteListWalk::operator++;
+    using Range = Mdid_IteratorRange<NotesExtendedEventInRangeIter>;
 
     NotesExtendedEventInRangeIter() = default; // no more elements
     NotesExtendedEventInRangeIter(const Mdid_NoteListBase& iList, Time_TypedLength iOffset, Time_Typed iStart,
@@ -244,20 +216,7 @@ public:
         ++mNotes;
         return *this;
     }
-    NotesExtendedEventInRangeIter operator++(int)
-    {
-        NotesExtendedEventInRangeIter before = *this;
-        ++*this;
-        return before;
-    }
-    const Mdid_ExtendedEvent& operator*() const { return *mNotes; }
-    const Mdid_ExtendedEvent* operator->() const { return mNotes.operator->(); }
     const_iterator GetUnderlyingIter() const { return mNotes.GetUnderlyingIter(); }
-    operator const_iterator() const { return mNotes.GetUnderlyingIter(); }
-    bool operator==(const NotesExtendedEventInRangeIter& iOther) const { return mNotes == iOther.mNotes; }
-    bool operator==(EndSentinel) const { return !IsMore(); }
-
-    using Range = Mdid_IteratorRange<NotesExtendedEventInRangeIter>;
 
     // All notes of the list.
     static Range MakeRange(const Mdid_NoteListBase& iList);
