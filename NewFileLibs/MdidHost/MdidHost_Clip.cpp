@@ -71,7 +71,11 @@ public:
 
 private:
     bool IsInside(Time_Typed iTime) const { return mFrom <= iTime && iTime < mTo; }
-    bool Sounds(const Note& iNote) const { return IsInside(iNote.GetTime()) || SoundsAcross(iNote, mFrom); }
+    // Nothing does where both edges are snapped to one time.
+    bool Sounds(const Note& iNote) const
+    {
+        return mFrom < mTo && (IsInside(iNote.GetTime()) || SoundsAcross(iNote, mFrom));
+    }
 
     void DropNotes()
     {

@@ -26,7 +26,7 @@ struct MdidHost_ClipCounts
 // per-note data. Throws std::invalid_argument when iFrom is not before iTo: then nothing has changed. Linear.
 MdidHost_ClipCounts MdidHost_ClipSession(MdidHost_Session& ioSession, Time_Typed iFrom, Time_Typed iTo);
 
-// Gives back to every note what clips have cut off it: those of the session's chunks, and those that cut it before it
-// was loaded. Notes, events and breakpoints that were left out stay away. Within one undo step "Widen", as above.
-// Returns how many notes were cut.
+// Gives back to every note, where it stands now, what clips have cut off it: those of the session's chunks, and those
+// that cut it before it was loaded. Notes, events and breakpoints that were left out stay away. Within one undo step
+// "Widen", as above. Returns how many notes were cut.
 std::int64_t MdidHost_WidenSession(MdidHost_Session& ioSession);

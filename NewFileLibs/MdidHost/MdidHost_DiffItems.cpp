@@ -238,12 +238,15 @@ std::string MdidHost_DiffItems::DescribeNote(const TrackView& iView, const Note&
     if (iNote.IsMuted())
         text += ", muted";
     const Mdid_NoteWithDurationEvent played = iNote.GetAsPerformedEvent();
+    Note whole = iNote; // as it was before a clip cut it
+    whole.UntrimHead(nullptr);
+    whole.UntrimTail(nullptr);
     const bool isAsPlayed = played.IsSameNoteOn(note) && played.GetOffVelocity() == note.GetOffVelocity() &&
-                            iView.mSide.EndOf(iNote.GetTime(), played.GetDuration()) ==
-                                iView.mSide.EndOf(iNote.GetTime(), note.GetDuration());
+                            iView.mSide.EndOf(whole.GetTime(), played.GetDuration()) ==
+                                iView.mSide.EndOf(whole.GetTime(), whole.GetDuration());
     if (!isAsPlayed || iNote.GetQuantizeTimeDelta().AsInt64() != 0)
     {
-        const Time_Typed start = iView.mSide.Add(iNote.GetTime(), iNote.GetQuantizeTimeDelta());
+        const Time_Typed start = iView.mSide.Add(whole.GetTime(), iNote.GetQuantizeTimeDelta());
         text += ", played " + iView.Format(start) + ' ' + MdidHost_NameOfPitch(played.GetPitch()) +
                 Velocities(played.GetVelocity(), played.GetOffVelocity());
         text += " to " + iView.Format(iView.mSide.Add(start, played.GetDuration()));

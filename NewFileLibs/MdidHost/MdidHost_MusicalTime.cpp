@@ -9,6 +9,8 @@
 namespace
 {
 
+constexpr std::string_view kEnd = "end";
+
 constexpr int kDecimals = 6; // of a second, down to microseconds
 constexpr int kMaxNumerator = 255;
 
@@ -196,11 +198,17 @@ std::optional<Time_TypedLength> MdidHost_MusicalTime::ParseBars(std::string_view
 
 std::optional<Time_Typed> MdidHost_MusicalTime::Parse(std::string_view iText) const
 {
-    if (iText == "end")
+    if (iText == kEnd)
         return mSession.GetEnd();
     if (const auto count = ParseCount(iText))
         return Time_Typed(count->GetPacked());
     return ParseBar(iText);
+}
+
+std::optional<Time_Typed> MdidHost_MusicalTime::ParseEnd(std::string_view iText) const
+{
+    const auto end = Parse(iText);
+    return end && iText == kEnd ? *end + Time_TypedLength(1, end->GetType()) : end;
 }
 
 std::optional<MdidHost_MusicalTime::Range> MdidHost_MusicalTime::ParseRange(std::string_view iText) const
@@ -209,7 +217,7 @@ std::optional<MdidHost_MusicalTime::Range> MdidHost_MusicalTime::ParseRange(std:
     if (dots == std::string_view::npos)
         return {};
     const auto start = Parse(iText.substr(0, dots));
-    const auto end = Parse(iText.substr(dots + 2));
+    const auto end = ParseEnd(iText.substr(dots + 2));
     if (!start || !end || mSession.mContext.Compare(*end, *start) < 0)
         return {};
     return Range{*start, *end};

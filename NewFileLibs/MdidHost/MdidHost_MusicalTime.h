@@ -30,6 +30,9 @@ public:
     // linear in the session.
     std::optional<Time_Typed> Parse(std::string_view iText) const;
 
+    // The same for the end of a range, which does not belong to it: "end" takes in what stands at the session's end.
+    std::optional<Time_Typed> ParseEnd(std::string_view iText) const;
+
     struct Range
     {
         Time_Typed mStart;

@@ -82,10 +82,15 @@ private:
         mWriter.AddNote(iNote.GetNote(), end);
         mLines.AddEnd(times.ToFileTick(end), times.FormatBar(end));
         mLines.AddFlag(kMuted, iNote.IsMuted());
-        if (const Time_TypedLength left = iNote.GetUntrimmedLeftDelta(nullptr); left.AsInt64() != 0)
-            mLines.Add(kTrimmedLeft, times.ToFileTick(iNote.GetTime()) - times.ToFileTick(iNote.GetUntrimmedStart()));
-        if (const Time_TypedLength right = iNote.GetUntrimmedRightDelta(nullptr); right.AsInt64() != 0)
-            mLines.Add(kTrimmedRight, times.ToFileTick(end + right) - times.ToFileTick(end));
+        AddCut(kTrimmedLeft, iNote.GetUntrimmedStart(), iNote.GetTime());
+        AddCut(kTrimmedRight, end, end + iNote.GetUntrimmedRightDelta(nullptr));
+    }
+
+    void AddCut(EField iField, Time_Typed iFrom, Time_Typed iTo)
+    {
+        const MdidHost_MusicalTime& times = mWriter.GetTimes();
+        if (const std::int64_t ticks = times.ToFileTick(iTo) - times.ToFileTick(iFrom); ticks != 0)
+            mLines.Add(iField, ticks);
     }
 
     Writer<Lines> mWriter;

@@ -119,6 +119,9 @@ run 0 notes clip.mdid --starting 1..4 --track 6
 has '    6  3:2:100 .* note D4, velocity 48, off velocity 64, duration 340, to 3:2:440, cut at the start by 60'
 run 0 clip clip.mdid --widen
 has 'widen: 7 notes'
+run 0 clip song.mdid --from 27 --to end -o end.mdid # with what stands at the end
+run 0 events end.mdid --from 27:4:420 --to end
+has '    6  27:4:420 .* controller 64, value 0'
 run 0 notes clip.mdid --starting 1..end --format csv
 mv out whole
 run 0 notes song.mdid --overlapping 3:2:100..5:1:7 --format csv

@@ -143,6 +143,13 @@ Time_Typed SessionCommand::ParseTime(const MdidHost_MusicalTime& iTimes, const s
     return *time;
 }
 
+Time_Typed SessionCommand::ParseEnd(const MdidHost_MusicalTime& iTimes, const std::string& iOption,
+                                    const std::string& iText)
+{
+    ParseTime(iTimes, iOption, iText);
+    return *iTimes.ParseEnd(iText);
+}
+
 MdidHost_MusicalTime::Range SessionCommand::ParseRange(const MdidHost_MusicalTime& iTimes, const std::string& iOption,
                                                        const std::string& iText)
 {

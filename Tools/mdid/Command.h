@@ -119,6 +119,8 @@ protected:
     static void VerifyTrack(const MdidHost_Session& iSession, std::optional<int> iTrack);
     static Time_Typed ParseTime(const MdidHost_MusicalTime& iTimes, const std::string& iOption,
                                 const std::string& iText);
+    static Time_Typed ParseEnd(const MdidHost_MusicalTime& iTimes, const std::string& iOption,
+                               const std::string& iText);
     static MdidHost_MusicalTime::Range ParseRange(const MdidHost_MusicalTime& iTimes, const std::string& iOption,
                                                   const std::string& iText);
 

@@ -7,6 +7,7 @@
 #include "MdidHost/MdidHost_Text.h"
 
 #include <iostream>
+#include <sstream>
 
 namespace
 {
@@ -67,7 +68,8 @@ public:
     explicit ClipCommand(CLI::App& ioProgram)
         : SessionCommand(
               ioProgram, "clip",
-              "Save a session as a clip plays it, notes cut at its edges; or give cut notes back what was cut",
+              "Save a session as a clip plays it, notes cut at its edges, nothing shifted; what was set before it "
+              "(programs, controllers) is left out. Or give cut notes back what was cut",
               "clip song.mdid --from 3:1:0 --to 5:1:0 -o part.mdid")
     {
         AddSession(mSession);
@@ -89,38 +91,38 @@ public:
             throw WrongUsage("clip: -o names a session folder to save to");
         const std::string folder = FolderToSaveIn(mSession, mOutput);
         MdidHost_Session session = Open(mSession);
-        if (mIsWidening)
-            Widen(session);
-        else
-            Clip(session);
+        const std::string outcome = mIsWidening ? Widen(session) : Clip(session);
         MdidHost_SaveSession(session, folder);
+        std::cout << outcome << '\n';
         return kDone;
     }
 
 private:
-    void Clip(MdidHost_Session& ioSession) const
+    std::string Clip(MdidHost_Session& ioSession) const
     {
         const MdidHost_Session::Scope scope(ioSession);
         const MdidHost_MusicalTime times(ioSession);
         const Time_Typed from = ParseTime(times, "--from", *mFrom);
-        const Time_Typed to = ParseTime(times, "--to", *mTo);
+        const Time_Typed to = ParseEnd(times, "--to", *mTo);
         if (from >= to)
             throw WrongUsage("clip: " + *mFrom + " is not before " + *mTo);
         const auto placeOf = [&](Time_Typed iTime) {
             return ioSession.mDivision.IsSMPTE() ? std::to_string(times.ToFileTick(iTime)) + 't'
                                                  : times.FormatBar(iTime);
         };
-        const std::string range = placeOf(from) + ".." + placeOf(to);
+        const std::string range = placeOf(from) + ".." + placeOf(times.Parse(*mTo).value_or(to));
         const MdidHost_ClipCounts counts = MdidHost_ClipSession(ioSession, from, to);
-        std::cout << "clip " << range << ": " << MdidHost_Counted(counts.mNotes, "note") << ", " << counts.mCutAtStart
-                  << " cut at the start, " << counts.mCutAtEnd << " at the end; "
-                  << MdidHost_Counted(counts.mNotesLeftOut, "note") << " and "
-                  << MdidHost_Counted(counts.mEventsLeftOut, "event") << " left out\n";
+        std::ostringstream outcome;
+        outcome << "clip " << range << ": " << MdidHost_Counted(counts.mNotes, "note") << ", " << counts.mCutAtStart
+                << " cut at the start, " << counts.mCutAtEnd << " at the end; "
+                << MdidHost_Counted(counts.mNotesLeftOut, "note") << " and "
+                << MdidHost_Counted(counts.mEventsLeftOut, "event") << " left out";
+        return outcome.str();
     }
 
-    static void Widen(MdidHost_Session& ioSession)
+    static std::string Widen(MdidHost_Session& ioSession)
     {
-        std::cout << "widen: " << MdidHost_Counted(MdidHost_WidenSession(ioSession), "note") << '\n';
+        return "widen: " + MdidHost_Counted(MdidHost_WidenSession(ioSession), "note");
     }
 
     std::string mSession;

@@ -68,7 +68,7 @@ public:
         if (mFrom)
             mListing.mStart = ParseTime(times, "--from", *mFrom);
         if (mTo)
-            mListing.mEnd = ParseTime(times, "--to", *mTo);
+            mListing.mEnd = ParseEnd(times, "--to", *mTo);
         if (!mOnly.empty())
             mListing.mKinds = *MdidHost_EventListing::ParseKinds(mOnly);
         MdidHost_ListEvents(std::cout, session, mListing);
