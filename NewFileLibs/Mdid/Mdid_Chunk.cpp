@@ -393,8 +393,13 @@ void Mdid_Chunk::AddControllersForNote(const Mdie_TimedEvent& iNote, Mdid_Extend
         key.SetChannel(iChannel);
         const auto placeP = noteLanesP->FindStream(key);
         const bool isThere = placeP != noteLanesP->end() && placeP->GetSubStream() == key;
-        if (!isThere)
-            CopySpanOfNote(*laneP, iNote, *noteLanesP->InsertStream(key, mQuantizeContents));
+        if (isThere)
+            continue;
+        Mdid_PerNoteDataStream& noteLane = *noteLanesP->InsertStream(key, mQuantizeContents);
+        CopySpanOfNote(*laneP, iNote, noteLane);
+        // They count from where the note starts without the cut of a clip.
+        if (ioNote.HasTrimExtension())
+            noteLane.OffsetTimes(ioNote.GetTime() - ioNote.AsNote().GetUntrimmedStart());
     }
 }
 

@@ -222,6 +222,12 @@ public:
     bool UntrimHead(const Mdid_TrimmedNotesContext* iContextP);
     bool UntrimTail(const Mdid_TrimmedNotesContext* iContextP);
 
+    // Forgets what was cut off one side, by the same rule. The note stays as it is, and so does its expression:
+    // per-note lanes count from its start then. Returns whether there was anything. Throws std::bad_alloc, and is then
+    // as it was.
+    bool ForgetHead(const Mdid_TrimmedNotesContext* iContextP);
+    bool ForgetTail(const Mdid_TrimmedNotesContext* iContextP);
+
     // Where the note would start if nothing had been trimmed off it, by whatever clip: per-note lanes count from there.
     Time_Typed GetUntrimmedStart() const;
 

@@ -32,12 +32,40 @@ std::int64_t EndInKind(const Note& iNote, Time_EType iKind)
     return iNote.GetDuration().GetType() == iKind ? iNote.GetEndTime().AsInt64() : kAlways;
 }
 
-template <class Iterator>
-Iterator EndOfTime(Iterator iFirst, Iterator iLast)
+// The notes of a list whose starts are of one kind.
+class NotesOfKind
 {
-    const Time_Typed time = iFirst->GetTime();
-    return std::find_if(iFirst, iLast, [time](const Note& iNote) { return iNote.GetTime() != time; });
-}
+public:
+    NotesOfKind(const std::vector<Note>& iNotes, Time_EType iKind)
+        : mNext(iNotes.begin()),
+          mLast(iNotes.end()),
+          mKind(iKind)
+    {
+        SkipOthers();
+    }
+
+    bool IsMore() const { return mNext != mLast; }
+    std::int64_t GetTime() const { return mNext->GetTime().AsInt64(); } // only while IsMore()
+
+    // Passes over those before the time, and delivers those at it.
+    void Take(std::int64_t iTime, std::vector<const Note*>& oNotes)
+    {
+        oNotes.clear();
+        for (; IsMore() && GetTime() <= iTime; ++mNext, SkipOthers())
+            if (GetTime() == iTime)
+                oNotes.push_back(&*mNext);
+    }
+
+private:
+    void SkipOthers()
+    {
+        mNext = std::find_if(mNext, mLast, [this](const Note& iNote) { return iNote.GetTime().GetType() == mKind; });
+    }
+
+    std::vector<Note>::const_iterator mNext;
+    std::vector<Note>::const_iterator mLast;
+    Time_EType mKind;
+};
 
 } // namespace
 
@@ -96,42 +124,28 @@ void Mdid_NoteListBase::LongNoteIndex::FindKinds(const Notes& iNotes)
     }
 }
 
-// Both lists are in the order of times, but not always in one order within a time.
+// The notes of one kind are in the order of their counts in both lists, whatever the tempo map is.
 void Mdid_NoteListBase::LongNoteIndex::FindPositions(const Notes& iNotes, const Notes& iLongNotes)
 {
     mPositions.reserve(iLongNotes.size());
-    NotePointers notesOfTime, longNotesOfTime;
-    const auto point = [](auto iFirst, auto iLast, NotePointers& oPointers)
+    NotePointers notes, longNotes;
+    for (const Time_EType kind : kKinds)
     {
-        oPointers.clear();
-        std::transform(iFirst, iLast, std::back_inserter(oPointers), [](const Note& iNote) { return &iNote; });
-    };
-    auto note = iNotes.begin();
-    for (auto longNote = iLongNotes.begin(); longNote != iLongNotes.end();)
-    {
-        const Time_Typed time = longNote->GetTime();
-        note = std::find_if(note, iNotes.end(), [time](const Note& iNote) { return iNote.GetTime() >= time; });
-        if (note == iNotes.end())
-            return;
-        const auto lastOfTime = EndOfTime(note, iNotes.end());
-        const auto lastLongOfTime = EndOfTime(longNote, iLongNotes.end());
-        if (note->GetTime() == time)
+        NotesOfKind allNotes(iNotes, kind);
+        for (NotesOfKind allLongNotes(iLongNotes, kind); allLongNotes.IsMore();)
         {
-            point(note, lastOfTime, notesOfTime);
-            point(longNote, lastLongOfTime, longNotesOfTime);
-            MatchNotesOfOneTime(iNotes, notesOfTime, longNotesOfTime);
-            note = lastOfTime;
+            const std::int64_t time = allLongNotes.GetTime();
+            allLongNotes.Take(time, longNotes);
+            allNotes.Take(time, notes);
+            MatchNotesOfOneTime(iNotes.data(), notes, longNotes);
         }
-        longNote = lastLongOfTime;
     }
+    std::ranges::sort(mPositions);
 }
 
-// Of several identical notes the first one is that of the first identical long note, and so on.
-void Mdid_NoteListBase::LongNoteIndex::MatchNotesOfOneTime(const Notes& iNotes, NotePointers& ioNotes,
+void Mdid_NoteListBase::LongNoteIndex::MatchNotesOfOneTime(const Note* iFirstP, NotePointers& ioNotes,
                                                            NotePointers& ioLongNotes)
 {
-    // Notes that this order does not tell apart are all long, or none is, and stand in one order in both lists. So the
-    // next one is mostly the right one, however many there are.
     const auto isLess = [](const Note* iAP, const Note* iBP)
     {
         if (PlaceLess(*iAP, *iBP) || PlaceLess(*iBP, *iAP))
@@ -140,20 +154,40 @@ void Mdid_NoteListBase::LongNoteIndex::MatchNotesOfOneTime(const Notes& iNotes, 
     };
     std::ranges::stable_sort(ioNotes, isLess);
     std::ranges::stable_sort(ioLongNotes, isLess);
-    const auto firstOfTime = std::ssize(mPositions);
     auto note = ioNotes.begin();
-    for (const Note* const longNoteP : ioLongNotes)
+    for (auto longNote = ioLongNotes.begin(); longNote != ioLongNotes.end();)
     {
-        note = std::find_if(note, ioNotes.end(), [&](const Note* iP) { return !isLess(iP, longNoteP); });
-        const auto found =
-            std::find_if(note, ioNotes.end(),
-                         [&](const Note* iP) { return isLess(longNoteP, iP) || iP->IsIdenticalTo(*longNoteP); });
-        if (found == ioNotes.end() || isLess(longNoteP, *found))
-            continue;
-        mPositions.push_back(static_cast<std::size_t>(*found - iNotes.data()));
-        note = std::rotate(note, found, std::next(found));
+        const auto isBehind = [&isLess, noteP = *longNote](const Note* iP) { return isLess(noteP, iP); };
+        const auto isNotBefore = [&isLess, noteP = *longNote](const Note* iP) { return !isLess(iP, noteP); };
+        const auto lastLongNote = std::find_if(longNote, ioLongNotes.end(), isBehind);
+        note = std::find_if(note, ioNotes.end(), isNotBefore);
+        const auto lastNote = std::find_if(note, ioNotes.end(), isBehind);
+        MatchEqualNotes(iFirstP, {note, lastNote}, {longNote, lastLongNote});
+        longNote = lastLongNote;
+        note = lastNote;
     }
-    std::sort(mPositions.begin() + firstOfTime, mPositions.end());
+}
+
+// They start and end together, and mostly every one is long. Where some are not, these are the ones that no long note
+// is a copy of; should the order of the copies be another one, any others will do.
+void Mdid_NoteListBase::LongNoteIndex::MatchEqualNotes(const Note* iFirstP, std::span<const Note* const> iNotes,
+                                                       std::span<const Note* const> iLongNotes)
+{
+    std::size_t numCopied = 0;
+    NotePointers others;
+    for (const Note* const noteP : iNotes)
+    {
+        if (numCopied < iLongNotes.size() && noteP->IsIdenticalTo(*iLongNotes[numCopied]))
+        {
+            mPositions.push_back(static_cast<std::size_t>(noteP - iFirstP));
+            ++numCopied;
+        }
+        else
+            others.push_back(noteP);
+    }
+    others.resize(std::min(others.size(), iLongNotes.size() - numCopied));
+    for (const Note* const noteP : others)
+        mPositions.push_back(static_cast<std::size_t>(noteP - iFirstP));
 }
 
 Mdid_NoteListBase::LongNoteIndex::LatestEnds::LatestEnds(std::vector<std::int64_t> iEnds)

@@ -5,20 +5,21 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 // Of the long notes of a list, where they stand in it and when they end, so that those that sound at a time are found
 // without passing over the others; and which kinds of time the list has.
 //
 // The tempo map may change without an edit of the list. So nothing in here depends on it: each kind of time has ends of
-// its own, and only counts of one kind are compared. The list's order does depend on it, where kinds are mixed.
+// its own, and only counts of one kind are compared.
 class Mdid_NoteListBase::LongNoteIndex
 {
 public:
     using Thresholds = std::array<std::int64_t, 3>; // by kind
 
-    // Of a list with a long-note list. Those of its notes that are not in the list, or stand elsewhere in the order of
-    // times, are left out: so it may be when thresholds have changed, or notes are out. O(n). Throws std::bad_alloc.
+    // Of a list with a long-note list. Those of its notes that the list does not have are left out. O(n), and sorting
+    // of what starts at one time. Throws std::bad_alloc.
     explicit LongNoteIndex(const Mdid_NoteListBase& iList);
 
     // Whether neither list has changed since.
@@ -56,7 +57,9 @@ private:
 
     void FindKinds(const Notes& iNotes);
     void FindPositions(const Notes& iNotes, const Notes& iLongNotes);
-    void MatchNotesOfOneTime(const Notes& iNotes, NotePointers& ioNotes, NotePointers& ioLongNotes);
+    void MatchNotesOfOneTime(const Note* iFirstP, NotePointers& ioNotes, NotePointers& ioLongNotes);
+    void MatchEqualNotes(const Note* iFirstP, std::span<const Note* const> iNotes,
+                         std::span<const Note* const> iLongNotes);
 
     const std::uint64_t mRevision;
     const Mdid_NoteListBase* const mLongNoteListP; // only compared

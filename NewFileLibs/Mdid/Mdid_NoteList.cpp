@@ -66,7 +66,9 @@ Mdid_NoteListBase::Mdid_NoteListBase(const Mdid_NoteListBase& iOther)
       mIsMPE(iOther.mIsMPE),
       mNotes(iOther.mNotes),
       mLongNoteDuration(iOther.mLongNoteDuration),
-      mClipEdgeFunction(iOther.mClipEdgeFunction),
+      mClipEdgeFunctionP(iOther.mClipEdgeFunctionP),
+      mNumOut(iOther.mNumOut),
+      mIsOrderUncertain(iOther.mIsOrderUncertain),
       mIsDirty(iOther.mIsDirty),
       mLowestDirty(iOther.mLowestDirty),
       mHighestDirty(iOther.mHighestDirty),
@@ -95,10 +97,14 @@ Mdid_NoteListBase& Mdid_NoteListBase::operator=(const Mdid_NoteListBase& iOther)
     if (this == &iOther)
         return *this;
     Mdid_NoteListBase copy(iOther);
+    AboutToTakeParts(copy);
+    Ndo_AutoPtr<Mdid_NoteListBase> longNoteListP;
     if (copy.iLongNoteListP && !iLongNoteListP)
-        iLongNoteListP = MakeLongNoteList();
+        longNoteListP = MakeLongNoteList();
     if (copy.mTrimmedNotesContextP && !mTrimmedNotesContextP)
         mTrimmedNotesContextP = MakeTrimmedNotesContext();
+    if (longNoteListP)
+        iLongNoteListP = std::move(longNoteListP);
     return *this = std::move(copy);
 }
 
@@ -106,6 +112,15 @@ Mdid_NoteListBase& Mdid_NoteListBase::operator=(Mdid_NoteListBase&& ioOther) noe
 {
     if (this == &ioOther)
         return *this;
+    try
+    {
+        AboutToTakeParts(ioOther);
+        ioOther.AboutToTakeParts(Mdid_NoteListBase(kNotUndoable, false));
+    }
+    catch (...)
+    {
+        CMN_VERIFY(!"memory for the undo state of a note list that gains or loses parts");
+    }
     NdoChangesWithoutState();
     ioOther.NdoChangesWithoutState();
     ++mRevision;
@@ -114,10 +129,13 @@ Mdid_NoteListBase& Mdid_NoteListBase::operator=(Mdid_NoteListBase&& ioOther) noe
     mIsMPE = std::exchange(ioOther.mIsMPE, false);
     mNotes = std::exchange(ioOther.mNotes, {});
     mLongNoteDuration = ioOther.mLongNoteDuration;
+    mNumOut = ioOther.mNumOut;
+    mIsOrderUncertain = ioOther.mIsOrderUncertain;
     mIsDirty = ioOther.mIsDirty;
     mLowestDirty = ioOther.mLowestDirty;
     mHighestDirty = ioOther.mHighestDirty;
     mBorrowedWhileReading = std::exchange(ioOther.mBorrowedWhileReading, {});
+    mNoteOns.clear();
     mAreLongNotesStale = ioOther.mAreLongNotesStale;
     ioOther.ForgetReturns();
     TakeParts(ioOther);
@@ -132,8 +150,14 @@ void Mdid_NoteListBase::TakeParts(Mdid_NoteListBase& ioOther) noexcept
              [this] { return MakeTrimmedNotesContext(); });
     if (mTrimmedNotesContextP)
         mTrimmedNotesContextP->UpdateList(*this);
-    mClipEdgeFunction.swap(ioOther.mClipEdgeFunction);
-    ioOther.mClipEdgeFunction.reset();
+    mClipEdgeFunctionP = std::exchange(ioOther.mClipEdgeFunctionP, nullptr);
+}
+
+// Parts that are made or deleted in a step are the history's: it has to know that they were attached.
+void Mdid_NoteListBase::AboutToTakeParts(const Mdid_NoteListBase& iOther)
+{
+    if (!iLongNoteListP != !iOther.iLongNoteListP || !mTrimmedNotesContextP != !iOther.mTrimmedNotesContextP)
+        NdoAboutToModify();
 }
 
 Ndo_AutoPtr<Mdid_NoteListBase> Mdid_NoteListBase::MakeLongNoteList() const
@@ -345,44 +369,34 @@ void Mdid_NoteListBase::EraseNote(const Mdie_TimedEvent& iEvent)
 }
 
 // Of several equal note-ons the very one.
-Mdid_NoteListBase::const_iterator Mdid_NoteListBase::FindIdentical(const Note& iNote) const
+void Mdid_NoteListBase::EraseCopyOf(const Note& iNote)
 {
     for (auto note = LowerBound(iNote.GetTime()); note != end() && note->GetTime() == iNote.GetTime(); ++note)
         if (note->IsIdenticalTo(iNote))
-            return note;
-    return end();
+        {
+            AboutToEdit();
+            mNotes.erase(note);
+            return;
+        }
 }
 
-void Mdid_NoteListBase::EraseCopyOf(const Note& iNote)
-{
-    const auto note = FindIdentical(iNote);
-    if (note == end())
-        return;
-    AboutToEdit();
-    mNotes.erase(note);
-}
-
-bool Mdid_NoteListBase::IsInList(const Note& iNote) const
+bool Mdid_NoteListBase::IsInList(const Note* iNoteP) const
 {
     const std::less<const Note*> isBefore;
-    return !isBefore(&iNote, mNotes.data()) && isBefore(&iNote, mNotes.data() + mNotes.size());
+    return !isBefore(iNoteP, mNotes.data()) && isBefore(iNoteP, mNotes.data() + mNotes.size());
 }
 
 Mdid_NoteListBase::const_iterator Mdid_NoteListBase::Erase(const_iterator iNote)
 {
-    if (!CMN_VERIFY(iNote != end() && IsInList(*iNote)))
+    if (!CMN_VERIFY(IsInList(std::to_address(iNote))))
         return end();
-    if (mIsDirty || !mBorrowedWhileReading.empty() || mAreLongNotesStale)
-    {
-        const Note note = *iNote; // which may move
-        CompleteReturns();
-        iNote = FindIdentical(note);
-        if (iNote == end()) // snapped to another time
-            return iNote;
-    }
     AboutToEdit();
+    // The copy of a note that is out, or has been, is not known.
+    mAreLongNotesStale = mAreLongNotesStale || AreLongNotesBehind() || !iNote->IsNoteWithDurationExtendedEvent();
     if (iLongNoteListP && IsLong(*iNote))
         iLongNoteListP->EraseCopyOf(*iNote);
+    mNumOut -= mNumOut > 0 && !iNote->IsNoteWithDurationExtendedEvent();
+    ForgetPosition(static_cast<std::size_t>(iNote - begin()));
     return mNotes.erase(iNote);
 }
 
@@ -576,6 +590,12 @@ void Mdid_NoteListBase::RegenerateLongNoteList()
         list.RegenerateLongNoteList();
     }
     mAreLongNotesStale = false;
+}
+
+// Whether they may miss what has come back, or lag behind an edit that ran out of memory.
+bool Mdid_NoteListBase::AreLongNotesBehind() const
+{
+    return iLongNoteListP && (mIsDirty || !mBorrowedWhileReading.empty() || mAreLongNotesStale);
 }
 
 bool Mdid_NoteListBase::CheckInvariants() const

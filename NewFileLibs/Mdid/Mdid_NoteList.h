@@ -14,7 +14,6 @@
 #include <cstdint>
 #include <iosfwd>
 #include <memory>
-#include <optional>
 #include <utility>
 #include <vector>
 
@@ -120,7 +119,8 @@ public:
 
     // A copy has a long-note list and a trimmed-notes context of its own, undoable like itself. A moved-from list is
     // empty and has neither. Without memory for parts of its own, a list moved from an undoable one (or to one) does
-    // without them: slower, and what was trimmed off its notes is not saved.
+    // without them: slower, and what was trimmed off its notes is not saved. Assignment saves undo state only when the
+    // list gains or loses such a part.
     Mdid_NoteListBase(const Mdid_NoteListBase& iOther);
     Mdid_NoteListBase(Mdid_NoteListBase&& ioOther) noexcept;
     Mdid_NoteListBase& operator=(const Mdid_NoteListBase& iOther);
@@ -178,9 +178,9 @@ public:
     const Mdid_NoteListTrimmedNotesContext* GetTrimmedNotesContext() const { return mTrimmedNotesContextP.Get(); }
 
     // The clip that the notes are in: makes the trimmed-notes context if there is none, undoably, and sets its identity
-    // as SetClipUUID does, unless it is the same. The function, where it is given, says where the edges are; an empty
-    // one makes filtering throw boost::bad_function_call. It is no matter of undo: the list keeps it for contexts that
-    // undo or a stream makes.
+    // as SetClipUUID does, unless it is the same. The function, where it is given, says where the edges are, and must
+    // not edit the list; an empty one makes filtering throw boost::bad_function_call. It is no matter of undo: the list
+    // keeps it, also for contexts that undo or a stream makes.
     void SetClip(const Sys_UUID& iClipUUID);
     void SetClip(const Sys_UUID& iClipUUID, ClipEdgeFunction iClipEdgeFunction);
 
@@ -202,8 +202,8 @@ public:
     void EraseNote(const Mdie_TimedEvent& iEvent);
     void EraseTimeRange(Time_Typed iStart, Time_Typed iEnd);
 
-    // Removes this very note. Returns where the next one is. A position that is not of this list (or is its end) is
-    // reported and returned as the end.
+    // Removes this very note, or what holds the place of one that is out. Returns where the next one is. A position
+    // that is not of this list (or is its end) is reported, and the end returned.
     const_iterator Erase(const_iterator iNote);
 
     // Removes every note whose start and event equal those of a note of the other list, which may be this one. Two
@@ -279,7 +279,8 @@ public:
     void StreamOut(Sys_TypedOutStream& ioStream, Mdid_ContinuousDataStreamList& ioLanes) const;
 
     // Replaces the notes, in the order of the stream. Throws Sys_StreamException, std::runtime_error with message 100
-    // for a negative count or a time of no known kind; the list then holds what was read before.
+    // for a negative count or a time of no known kind, and what a clip-edge function throws; the list then holds what
+    // was read before.
     // Posts Mdid_N10n_MIDIZeroOnVelocitiesFound for every note with an on velocity of 0; it is kept.
     void StreamIn(Sys_TypedInStream& ioStream);
 
@@ -299,6 +300,7 @@ public:
 
 protected:
     friend class Mdid_Chunk; // attaches the list of long notes
+    friend class Mdid_NoteListTrimmedNotesContext;
 
     // Takes ownership; the list must be undoable exactly when this one is, otherwise it is reported and thrown as
     // Cmn_AssertException, and nothing changes. Does not sort out the long notes.
@@ -335,8 +337,7 @@ private:
     const_iterator LowerBound(Time_Typed iTime) const;
     std::pair<const_iterator, const_iterator> FindRange(Time_Typed iStart, Time_Typed iEnd) const;
     const_iterator FindNote(const Mdie_TimedEvent& iEvent) const;
-    const_iterator FindIdentical(const Note& iNote) const;
-    bool IsInList(const Note& iNote) const;
+    bool IsInList(const Note* iNoteP) const;
     bool IsLong(const Note& iNote) const;
     bool SnapsNow() const;
     bool IsFiltering() const;
@@ -378,6 +379,12 @@ private:
     void CompleteReading();
     void DropStandIns(const std::vector<std::size_t>& iNoteOns);
     bool SnapReturned();
+    void MarkDirty(std::size_t iPosition);
+    void MergeDirtyRange();
+    void ForgetPosition(std::size_t iPosition);
+    void ReplaceNotes(std::vector<Mdid_BorrowedElement> iNotes);
+    void AboutToTakeParts(const Mdid_NoteListBase& iOther);
+    bool AreLongNotesBehind() const;
     void IndexNoteOns();
     const Note* FindIndexedNote(const Mdie_TimedEvent& iNoteOn, Time_EType iKind, const Mdie_SubStream& iLane) const;
     void CompleteReturns();
@@ -403,12 +410,15 @@ private:
     Ndo_AutoPtr<Mdid_NoteListBase> iLongNoteListP;     // the names of these two are those that assertions report
     std::array<Time_TypedLength, 3> mLongNoteDuration; // by kind of time
     Ndo_AutoPtr<Mdid_NoteListTrimmedNotesContext> mTrimmedNotesContextP;
-    std::optional<ClipEdgeFunction> mClipEdgeFunction; // for contexts to come
+    std::shared_ptr<const ClipEdgeFunction> mClipEdgeFunctionP; // null: not set
 
     std::uint64_t mRevision = 0;                            // counts edits
     mutable std::unique_ptr<LongNoteIndex> mLongNoteIndexP; // of some revision
 
     // Returned notes that wait for their place: [mLowestDirty, mHighestDirty].
+    // They were merged when others were still out, whose places are not in order.
+    std::size_t mNumOut = 0;
+    bool mIsOrderUncertain = false;
     bool mIsDirty = false;
     std::size_t mLowestDirty = 0;
     std::size_t mHighestDirty = 0;

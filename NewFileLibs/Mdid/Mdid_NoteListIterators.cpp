@@ -70,14 +70,14 @@ Mdid_NoteListBase::SustainingNoteIter::SustainingNoteIter(const Mdid_NoteListBas
     : mListP(&iList),
       mTime(iTime)
 {
-    Time_Typed lookBack;
-    if (iList.iLongNoteListP)
+    Time_Typed lookBack = Time_Typed::MinTime(iTime.GetType()); // when all notes have to be asked
+    if (iList.iLongNoteListP && !iList.AreLongNotesBehind())
     {
         mLongNotesP = &iList.GetLongNoteIndex();
         mThresholds = mLongNotesP->GetThresholds(iTime);
         lookBack = GetSafeLookBackTime(iList, iTime, [this](Time_EType iKind) { return mLongNotesP->HasKind(iKind); });
     }
-    else
+    else if (!iList.iLongNoteListP)
         lookBack = GetLookBackTime(iList, iTime);
 
     // What would be earlier than the earliest time of its kind may be in another kind.

@@ -10,7 +10,8 @@
 #include <optional>
 #include <utility>
 
-// Walks over a note list, in its order. Any change of the list ends their validity; the list must outlive them.
+// Walks over a note list, in its order. Any change of the list ends their validity, also one that fails; the list must
+// outlive them.
 // All are forward iterators with sentinels: for range-based loops, and for the algorithms of std::ranges. Like an
 // iterator at its end, one without elements may only be compared, copied, aimed anew, and asked whether there is more.
 

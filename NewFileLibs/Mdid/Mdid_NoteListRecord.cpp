@@ -10,8 +10,8 @@
 #include "MFnd/Time_XML.h"
 #include "Mdid/Mdid_ContinuousDataStream.h"
 #include "Mdid/Mdid_Messages.h"
-#include "Mdid/Mdid_NoteOnKey_Private.h"
 #include "Mdid/Mdid_NoteListTrimmedNotesContext.h"
+#include "Mdid/Mdid_NoteOnKey_Private.h"
 #include "Mdid/Mdid_Notifications.h"
 #include "Mdid/Mdid_Options.h"
 #include "Mdid/Mdid_PerNoteControllerList.h"
@@ -371,6 +371,7 @@ void Mdid_NoteListBase::StreamInNotes(Sys_TypedInStream& ioStream, bool iHasDelt
         Mdid_NoteWithDurationEvent event(0, pitch, Audible(duration), onVelocity, offVelocity);
         const Mdid_NoteWithDurationEvent performed(0, pitch, Audible(original), onVelocity, offVelocity);
         mNotes.emplace_back(time, event, false, quantizeDelta, performed);
+        ++mRevision; // receivers may ask for notes
         if (onVelocity == 0)
             Cmn_N10nCenter::GetSender()->Post(Mdid_N10n_MIDIZeroOnVelocitiesFound());
     }

@@ -32,17 +32,8 @@ bool UntrimSide(Note& ioNote, Mdid_TrimmedNotesContext::Side iSide, const Mdid_T
 
 bool ResetSide(Note& ioNote, Mdid_TrimmedNotesContext::Side iSide, const Mdid_TrimmedNotesContext& iContext)
 {
-    const auto* const extensionP = ioNote.GetTrimExtension();
-    if (extensionP == nullptr || !iContext.MatchesContext(ioNote))
-        return false;
-    const Mdid_TrimmedNoteExtension before = *extensionP;
-    const bool hasChanged =
-        (iSide != kTail && before.mLeftUntrimmedDelta != 0) || (iSide != kHead && before.mRightUntrimmedDelta != 0);
-    if (iSide != kTail)
-        ioNote.SetUntrimmedLeftDelta(0, &iContext);
-    if (iSide != kHead)
-        ioNote.SetUntrimmedRightDelta(0, &iContext);
-    return hasChanged;
+    const bool hasChanged = iSide != kTail && ioNote.ForgetHead(&iContext);
+    return (iSide != kHead && ioNote.ForgetTail(&iContext)) || hasChanged;
 }
 
 } // namespace
@@ -69,11 +60,9 @@ Mdid_NoteListTrimmedNotesContext::Mdid_NoteListTrimmedNotesContext(Mdid_NoteList
 Mdid_NoteListTrimmedNotesContext&
 Mdid_NoteListTrimmedNotesContext::operator=(const Mdid_NoteListTrimmedNotesContext& iOther)
 {
-    std::optional<ClipEdgeFunction> clipEdgeFunction(iOther.mClipEdgeFunction); // the one thing that may fail
     Ndo_Object::operator=(iOther);
     mClipUUID = iOther.mClipUUID;
     mPreviousClipUUID = iOther.mPreviousClipUUID;
-    mClipEdgeFunction.swap(clipEdgeFunction);
     return *this;
 }
 
@@ -86,8 +75,6 @@ Mdid_NoteListTrimmedNotesContext::operator=(Mdid_NoteListTrimmedNotesContext&& i
     ioOther.NdoChangesWithoutState();
     mClipUUID = std::exchange(ioOther.mClipUUID, {});
     mPreviousClipUUID = std::exchange(ioOther.mPreviousClipUUID, {});
-    mClipEdgeFunction.swap(ioOther.mClipEdgeFunction);
-    ioOther.mClipEdgeFunction.reset();
     return *this;
 }
 
@@ -115,16 +102,21 @@ void Mdid_NoteListTrimmedNotesContext::SetClipUUID(const Sys_UUID& iClipUUID)
         extensionP->mClipUUID = clipUUID;
         return true;
     };
+    mNoteList->CompleteReturns();
     EditedNotes edited = EditCopies(*mNoteList, stamp);
     NdoAboutToModify();
-    auto batch = PutInPlace(std::move(edited));
+    if (!edited.empty())
+        mNoteList->AboutToEdit(); // nothing that is left to do fails before the notes are stamped
     mPreviousClipUUID = std::exchange(mClipUUID, clipUUID);
-    batch.Complete();
+    mNoteList->ReplaceNotes(std::move(edited));
 }
 
 void Mdid_NoteListTrimmedNotesContext::SetClipEdgeFunction(std::optional<ClipEdgeFunction> iClipEdgeFunction)
 {
-    mClipEdgeFunction.swap(iClipEdgeFunction);
+    if (!mNoteList)
+        return;
+    mNoteList->mClipEdgeFunctionP =
+        iClipEdgeFunction ? std::make_shared<const ClipEdgeFunction>(std::move(*iClipEdgeFunction)) : nullptr;
 }
 
 bool Mdid_NoteListTrimmedNotesContext::MatchesContext(const Note& iNote) const
@@ -138,27 +130,29 @@ void Mdid_NoteListTrimmedNotesContext::FilterNote(Note& ioNote) const
     if (FilterNoteIsNoOp() || !ioNote.HasTrimExtension())
         return;
     if (!MatchesContext(ioNote))
+    {
+        ioNote.ForgetHead(nullptr);
         return ioNote.ClearTrimExtension();
-    if (!mClipEdgeFunction)
+    }
+    // It stays while it runs, should it set another one.
+    const auto functionP = mNoteList ? mNoteList->mClipEdgeFunctionP : nullptr;
+    if (!functionP)
         return;
-    const bool isLeftDropped = ioNote.GetTrimExtension()->mLeftUntrimmedDelta != 0 && !IsAtEdge(ioNote, kHead);
-    const bool isRightDropped = ioNote.GetTrimExtension()->mRightUntrimmedDelta != 0 && !IsAtEdge(ioNote, kTail);
+    const bool isLeftDropped =
+        ioNote.GetTrimExtension()->mLeftUntrimmedDelta != 0 && !IsAtEdge(ioNote, kHead, *functionP);
+    const bool isRightDropped =
+        ioNote.GetTrimExtension()->mRightUntrimmedDelta != 0 && !IsAtEdge(ioNote, kTail, *functionP);
     if (isLeftDropped)
-        ioNote.GetTrimExtension()->mLeftUntrimmedDelta = 0;
+        ioNote.ForgetHead(nullptr);
     if (isRightDropped)
-        ioNote.GetTrimExtension()->mRightUntrimmedDelta = 0;
-    ioNote.ClearTrimExtensionIfEmpty();
+        ioNote.ForgetTail(nullptr);
 }
 
-// Trimming snaps the time that it is given, and then the start of the note.
-bool Mdid_NoteListTrimmedNotesContext::IsAtEdge(const Note& iNote, Side iSide) const
+// Trimming snaps the time that it is given.
+bool Mdid_NoteListTrimmedNotesContext::IsAtEdge(const Note& iNote, Side iSide, const ClipEdgeFunction& iFunction) const
 {
-    const Time_Typed edge = (*mClipEdgeFunction)(mClipUUID, iSide);
-    if (LiesAt(iNote, iSide, edge) || !mNoteList)
-        return LiesAt(iNote, iSide, edge);
-    const Time_Typed snapped = mNoteList->QuantizeTimeConditional(edge);
-    const Time_Typed start = Time_Convert::ToType(snapped, iNote.GetTime().GetType());
-    return LiesAt(iNote, iSide, iSide == kHead ? mNoteList->QuantizeTimeConditional(start) : snapped);
+    const Time_Typed edge = iFunction(mClipUUID, iSide);
+    return LiesAt(iNote, iSide, edge) || LiesAt(iNote, iSide, mNoteList->QuantizeTimeConditional(edge));
 }
 
 Note Mdid_NoteListTrimmedNotesContext::FilterNote(const Note& iNote) const
@@ -178,7 +172,8 @@ void Mdid_NoteListTrimmedNotesContext::ResetAllUntrimmedDeltas()
 {
     if (!mNoteList)
         return;
-    PutInPlace(EditCopies(*mNoteList, [this](Note& ioNote) { return ResetSide(ioNote, kBoth, *this); })).Complete();
+    mNoteList->CompleteReturns();
+    mNoteList->ReplaceNotes(EditCopies(*mNoteList, [this](Note& ioNote) { return ResetSide(ioNote, kBoth, *this); }));
 }
 
 Mdid_NoteListTrimmedNotesContext::TrimmedNotesViewRange Mdid_NoteListTrimmedNotesContext::TrimmedNotesView() const
@@ -188,24 +183,16 @@ Mdid_NoteListTrimmedNotesContext::TrimmedNotesViewRange Mdid_NoteListTrimmedNote
 
 void Mdid_NoteListTrimmedNotesContext::Trim(Side iSide, Time_Typed iTime)
 {
-    const auto cut = [&](Note& ioNote, Time_Typed iSnapped)
-    {
-        // As the list does when the note comes back: it is to be cut where it will stand.
-        ioNote.SetTime(mNoteList->QuantizeTimeConditional(ioNote.GetTime()));
-        if (iSide == kTail)
-            return ioNote.TrimTail(iSnapped, nullptr);
-        const Time_Typed start = Time_Convert::ToType(iSnapped, ioNote.GetTime().GetType());
-        return ioNote.TrimHead(mNoteList->QuantizeTimeConditional(start), nullptr);
-    };
     const TimeRange range = UnitAt(iTime);
-    EditNotesInRange(range,
-                     [&](Note& ioNote)
-                     {
-                         if (!cut(ioNote, range.first))
-                             return false;
-                         AttachContextToNote(ioNote);
-                         return true;
-                     });
+    const auto cut = [&](Note& ioNote)
+    {
+        const bool isCut =
+            iSide == kHead ? ioNote.TrimHead(range.first, nullptr) : ioNote.TrimTail(range.first, nullptr);
+        if (isCut)
+            AttachContextToNote(ioNote);
+        return isCut;
+    };
+    EditNotesInRange(range, cut);
 }
 
 void Mdid_NoteListTrimmedNotesContext::Untrim(Side iSide, TimeRange iRange)
@@ -241,20 +228,10 @@ Mdid_NoteListTrimmedNotesContext::EditedNotes Mdid_NoteListTrimmedNotesContext::
 template <class Edit>
 void Mdid_NoteListTrimmedNotesContext::EditNotesInRange(TimeRange iRange, Edit iEdit)
 {
-    if (mNoteList && !mNoteList->empty())
-        PutInPlace(EditCopies(mNoteList->GetOverlappingNotesInRange(iRange.first, iRange.second), iEdit)).Complete();
-}
-
-Mdid_BatchModifier<Mdid_NoteListBase> Mdid_NoteListTrimmedNotesContext::PutInPlace(EditedNotes iEdited)
-{
-    auto batch = mNoteList->ModificationBatch();
-    for (Mdid_BorrowedElement& edited : iEdited)
-    {
-        Mdid_BorrowedElement note = mNoteList->Borrow((*mNoteList)[edited.mPosition]);
-        note.mElement = std::move(edited.mElement);
-        batch.Return(std::move(note));
-    }
-    return batch;
+    if (!mNoteList || mNoteList->empty())
+        return;
+    mNoteList->CompleteReturns();
+    mNoteList->ReplaceNotes(EditCopies(mNoteList->GetOverlappingNotesInRange(iRange.first, iRange.second), iEdit));
 }
 
 class Mdid_NoteListTrimmedNotesContext::NdoState : public Ndo_State

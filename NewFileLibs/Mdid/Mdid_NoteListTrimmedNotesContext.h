@@ -65,8 +65,8 @@ public:
     // state of the context, and of the list when there is a note to stamp.
     void SetClipUUID(const Sys_UUID& iClipUUID);
 
-    // Where the clip's edges are, for filtering. None: filtering asks for no edges. An empty function makes it throw
-    // boost::bad_function_call. Not undoable.
+    // Where the clip's edges are, for filtering; kept by the list. None: filtering asks for no edges. An empty function
+    // makes it throw boost::bad_function_call. Not undoable. It must not edit the list.
     void SetClipEdgeFunction(std::optional<ClipEdgeFunction> iClipEdgeFunction);
 
     Sys_UUID GetUUID() const override { return mClipUUID; }
@@ -141,7 +141,7 @@ private:
     void Untrim(Side iSide, TimeRange iRange);
     void Reset(Side iSide, TimeRange iRange);
     TimeRange UnitAt(Time_Typed iTime) const;
-    bool IsAtEdge(const Note& iNote, Side iSide) const;
+    bool IsAtEdge(const Note& iNote, Side iSide, const ClipEdgeFunction& iFunction) const;
 
     // Those of the notes for which the edit returns that it has changed them.
     template <class Notes, class Edit>
@@ -149,14 +149,10 @@ private:
     template <class Edit>
     void EditNotesInRange(TimeRange iRange, Edit iEdit);
 
-    // They have taken the places of their notes when it returns; the caller completes the batch.
-    Mdid_BatchModifier<Mdid_NoteListBase> PutInPlace(EditedNotes iEdited);
-
     Mdid_NoteListBase* mNoteList = nullptr;       // null only while undo makes the context again
     Ndo_StateRef<Mdid_NoteListBase> mNoteListRef; // a list that is deleted with its context has lost its id by then
     Sys_UUID mClipUUID;
     Sys_UUID mPreviousClipUUID;
-    std::optional<ClipEdgeFunction> mClipEdgeFunction;
 };
 
 class MDID_EXPORT Mdid_NoteListTrimmedNotesContext::TrimmedNotesViewIter

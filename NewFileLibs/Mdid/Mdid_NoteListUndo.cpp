@@ -80,7 +80,7 @@ public:
           mAreLongNotesStale(iList.mAreLongNotesStale),
           mTrimmedNotesContext(iList.mTrimmedNotesContextP.Get()),
           mLongNoteDuration(iList.mLongNoteDuration),
-          mClipEdgeFunction(iList.mClipEdgeFunction)
+          mClipEdgeFunctionP(iList.mClipEdgeFunctionP)
     {
     }
 
@@ -108,7 +108,7 @@ public:
     const bool mAreLongNotesStale;
     const Ndo_StateRef<Mdid_NoteListTrimmedNotesContext> mTrimmedNotesContext;
     const std::array<Time_TypedLength, 3> mLongNoteDuration;
-    const std::optional<ClipEdgeFunction> mClipEdgeFunction;
+    const std::shared_ptr<const ClipEdgeFunction> mClipEdgeFunctionP;
 };
 
 std::unique_ptr<Ndo_State> Mdid_NoteListBase::NdoGetState() const
@@ -130,7 +130,7 @@ void Mdid_NoteListBase::NdoRestoreState(Ndo_State* iStateP)
     if (NdoIsBeingRecreated())
     {
         mLongNoteDuration = state->mLongNoteDuration;
-        mClipEdgeFunction = state->mClipEdgeFunction;
+        mClipEdgeFunctionP = state->mClipEdgeFunctionP;
     }
     if (NdoIsUndoable())
         RestoreParts(*state);
@@ -142,10 +142,8 @@ void Mdid_NoteListBase::RestoreParts(const NdoState& iState)
 {
     iLongNoteListP.Restore(iState.mLongNoteList);
     mTrimmedNotesContextP.Restore(iState.mTrimmedNotesContext);
-    if (!mTrimmedNotesContextP)
-        return;
-    mTrimmedNotesContextP->UpdateList(*this);
-    mTrimmedNotesContextP->SetClipEdgeFunction(mClipEdgeFunction);
+    if (mTrimmedNotesContextP)
+        mTrimmedNotesContextP->UpdateList(*this);
 }
 
 Mdid_NoteListBase::Maker Mdid_NoteListBase::GetMaker() const
@@ -164,7 +162,6 @@ void Mdid_NoteListBase::RecreateTrimmedNotesContext()
     if (mTrimmedNotesContextP)
         return;
     auto contextP = MakeTrimmedNotesContext();
-    contextP->SetClipEdgeFunction(mClipEdgeFunction);
     NdoAboutToModify();
     mTrimmedNotesContextP = std::move(contextP);
 }
@@ -178,20 +175,20 @@ void Mdid_NoteListBase::SetClip(const Sys_UUID& iClipUUID)
 
 void Mdid_NoteListBase::SetClip(const Sys_UUID& iClipUUID, ClipEdgeFunction iClipEdgeFunction)
 {
-    std::optional<ClipEdgeFunction> ofContext(iClipEdgeFunction);
+    auto functionP = std::make_shared<const ClipEdgeFunction>(std::move(iClipEdgeFunction));
     SetClip(iClipUUID);
-    mTrimmedNotesContextP->SetClipEdgeFunction(std::move(ofContext));
-    mClipEdgeFunction = std::move(iClipEdgeFunction);
+    mClipEdgeFunctionP = std::move(functionP);
 }
 
 Mdid_BorrowedElement Mdid_NoteListBase::Borrow(const Note& iNote)
 {
-    if (!CMN_VERIFY(IsInList(iNote)))
+    if (!CMN_VERIFY(IsInList(&iNote)))
         return {};
     AboutToEdit();
     const auto position = static_cast<std::size_t>(&iNote - mNotes.data());
     if (mReadingScopes > 0)
         mBorrowedWhileReading.push_back(position);
+    ++mNumOut;
     return {std::move(mNotes[position]), position};
 }
 
@@ -204,7 +201,7 @@ void Mdid_NoteListBase::Return(Mdid_BorrowedElement&& ioElement)
 
 Mdid_BorrowedElement Mdid_NoteListBase::Borrow(const_iterator iNote)
 {
-    return CMN_VERIFY(iNote != end()) ? Borrow(*iNote) : Mdid_BorrowedElement();
+    return CMN_VERIFY(IsInList(std::to_address(iNote))) ? Borrow(*iNote) : Mdid_BorrowedElement();
 }
 
 Mdid_BatchModifier<Mdid_NoteListBase> Mdid_NoteListBase::ModificationBatch()
@@ -242,15 +239,35 @@ void Mdid_NoteListBase::ReturnToken(Mdid_BorrowedElement& ioElement)
     Note& note = mNotes[position];
     note = std::move(ioElement.mElement);
     ioElement.mPosition = Mdid_BorrowedElement::kNoPosition;
+    mNumOut -= mNumOut > 0;
     // Mostly the one that was borrowed last.
     if (std::find(mBorrowedWhileReading.rbegin(), mBorrowedWhileReading.rend(), position) !=
         mBorrowedWhileReading.rend())
         return;
 
     note.SetTime(QuantizeTimeConditional(note.GetTime()));
-    mLowestDirty = mIsDirty ? std::min(mLowestDirty, position) : position;
-    mHighestDirty = mIsDirty ? std::max(mHighestDirty, position) : position;
+    MarkDirty(position);
+}
+
+void Mdid_NoteListBase::MarkDirty(std::size_t iPosition)
+{
+    mLowestDirty = mIsDirty ? std::min(mLowestDirty, iPosition) : iPosition;
+    mHighestDirty = mIsDirty ? std::max(mHighestDirty, iPosition) : iPosition;
     mIsDirty = true;
+}
+
+// By their positions, which are those of notes here; nothing is snapped, and nothing is out.
+void Mdid_NoteListBase::ReplaceNotes(std::vector<Mdid_BorrowedElement> iNotes)
+{
+    if (iNotes.empty())
+        return;
+    AboutToEdit();
+    for (Mdid_BorrowedElement& note : iNotes)
+    {
+        mNotes[note.mPosition] = std::move(note.mElement);
+        MarkDirty(note.mPosition);
+    }
+    CompleteBatch();
 }
 
 void Mdid_NoteListBase::CompleteBatch()
@@ -265,16 +282,26 @@ void Mdid_NoteListBase::CompleteBatch()
         mHighestDirty = mNotes.size() - 1;
     }
     mNoteOns.clear();
+    MergeDirtyRange();
+    mIsDirty = false;
+    RegenerateLongNoteList();
+}
+
+void Mdid_NoteListBase::MergeDirtyRange()
+{
     const auto first = mNotes.begin() + static_cast<std::ptrdiff_t>(mLowestDirty);
     const auto last = mNotes.begin() + static_cast<std::ptrdiff_t>(mHighestDirty) + 1;
     std::stable_sort(first, last, NoteLess());
+    // The place of a note that is out is in order by its time alone.
+    const bool isRestInOrder = mNumOut == 0 && !mIsOrderUncertain;
+    mIsOrderUncertain = mNumOut > 0;
     // What need not move costs a search.
-    const auto firstMoved = std::upper_bound(mNotes.begin(), first, *first, NoteLess());
+    const auto firstMoved =
+        isRestInOrder ? std::upper_bound(mNotes.begin(), first, *first, NoteLess()) : mNotes.begin();
     std::inplace_merge(firstMoved, first, last, NoteLess());
-    const auto lastMoved = std::lower_bound(last, mNotes.end(), *std::prev(last), NoteLess());
+    const auto lastMoved =
+        isRestInOrder ? std::lower_bound(last, mNotes.end(), *std::prev(last), NoteLess()) : mNotes.end();
     std::inplace_merge(firstMoved, last, lastMoved, NoteLess());
-    mIsDirty = false;
-    RegenerateLongNoteList();
 }
 
 // Whether that changed anything.
@@ -327,9 +354,25 @@ void Mdid_NoteListBase::CompleteReturns()
         RegenerateLongNoteList();
 }
 
+// The note there goes, and those behind it move up.
+void Mdid_NoteListBase::ForgetPosition(std::size_t iPosition)
+{
+    mNoteOns.clear();
+    std::erase(mBorrowedWhileReading, iPosition);
+    for (std::size_t& position : mBorrowedWhileReading)
+        position -= position > iPosition;
+    if (!mIsDirty || iPosition > mHighestDirty)
+        return;
+    mIsDirty = mLowestDirty != mHighestDirty || iPosition != mLowestDirty;
+    mLowestDirty -= iPosition < mLowestDirty;
+    mHighestDirty -= mIsDirty;
+}
+
 // All notes have been replaced.
 void Mdid_NoteListBase::ForgetReturns()
 {
+    mNumOut = 0;
+    mIsOrderUncertain = false;
     mIsDirty = false;
     mBorrowedWhileReading.clear();
     mNoteOns.clear();

@@ -7,6 +7,11 @@
 #include "Mdid/Mdid_ExtendedEvent.h"
 
 #include "MFnd/Time_Convert.h"
+#include "Mdid/Mdid_Options.h"
+#include "Mdid/Mdid_PerNoteControllerList.h"
+#include "QuorPlatformSupport/SPSStartupOption.h"
+
+#include <algorithm>
 
 namespace
 {
@@ -39,17 +44,57 @@ bool SoundsAcross(const Note& iNote, Time_Typed iTime)
     return isNote && iNote.GetTime() < iTime && iTime < iNote.GetEndTime();
 }
 
-// iEnd in the kind of the duration. False, and nothing changes, when less than one unit would be left, or more than
-// there are times.
-bool SetStartAndEnd(Note& ioNote, Time_Typed iStart, Time_Typed iEnd)
+// False, and nothing changes, when less than one unit would be left, or more than there are lengths.
+bool SetStartAndDuration(Note& ioNote, Time_Typed iStart, std::int64_t iDuration)
 {
-    const Time_Typed start = InKindOfDuration(ioNote, iStart);
-    const Time_TypedLength duration = iEnd - start;
-    if (duration.AsInt64() < 1 || start + duration != iEnd)
+    const Time_TypedLength duration(iDuration, ioNote.GetDuration().GetType());
+    if (iDuration < 1 || duration.AsInt64() != iDuration)
         return false;
     ioNote.SetTime(iStart);
     ioNote.GetNote().SetDuration(duration);
     return true;
+}
+
+// The end stays, also where it lies behind all times. Counts have 62 bits, so that their sums fit.
+bool MoveStart(Note& ioNote, Time_Typed iStart)
+{
+    const std::int64_t was = InKindOfDuration(ioNote, ioNote.GetTime()).AsInt64();
+    const std::int64_t is = InKindOfDuration(ioNote, iStart).AsInt64();
+    return SetStartAndDuration(ioNote, iStart, ioNote.GetDuration().AsInt64() + (was - is));
+}
+
+bool MoveEnd(Note& ioNote, Time_Typed iEnd)
+{
+    const std::int64_t start = InKindOfDuration(ioNote, ioNote.GetTime()).AsInt64();
+    return SetStartAndDuration(ioNote, ioNote.GetTime(), iEnd.AsInt64() - start);
+}
+
+bool IsOfOneKind(const Note& iNote)
+{
+    return iNote.GetDuration().GetType() == iNote.GetOriginalDuration().GetType();
+}
+
+// Of what a lane holds before the start, the value that is in force there stands at the start.
+void CountFrom(Time_Typed iStart, Time_Typed iUntrimmedStart, Mdid_PerNoteDataStream& ioLane)
+{
+    Mdid_ContinuousDataStreamCore moved(ioLane.GetSnapToCoarseTicks());
+    for (const auto& segment : ioLane.GetSegments())
+    {
+        const Time_EType kind = segment.mTime.GetType();
+        const Time_Typed time = iUntrimmedStart + Time_TypedLength(segment.mTime.GetPacked());
+        const Time_TypedLength sinceStart = Time_Convert::ToType(time, kind) - Time_Convert::ToType(iStart, kind);
+        moved.AddBreakpoint(Time_Typed(std::max<std::int64_t>(sinceStart.AsInt64(), 0), kind), segment.mValue);
+    }
+    ioLane.ReplaceData(&moved);
+}
+
+void CountLanesFromStart(Note& ioNote, Time_Typed iUntrimmedStart)
+{
+    if (!ioNote.HasPerNoteControllers() || !Mdid_AllowMPE())
+        return;
+    Mdid_PerNoteControllerList* const lanesP = ioNote.WritePerNoteControllers();
+    for (Mdid_PerNoteDataStream& lane : *lanesP)
+        CountFrom(ioNote.GetTime(), iUntrimmedStart, lane);
 }
 
 // Has an extension when iCut, which cannot fail for want of memory any more, is called. Returns what that returns.
@@ -87,7 +132,7 @@ bool Mdid_NoteWithDurationExtendedEvent::TrimHead(Time_Typed iStart, const Mdid_
     const Time_Typed untrimmed = InKindOfOriginal(*this, GetTime()) + GetUntrimmedLeftDelta(nullptr);
     const auto cut = [&](Mdid_TrimmedNoteExtension& oExtension)
     {
-        if (!SetStartAndEnd(*this, start, EndOf(*this)))
+        if (!MoveStart(*this, start))
             return false;
         oExtension.mLeftUntrimmedDelta = (untrimmed - InKindOfOriginal(*this, start)).AsInt64();
         return true;
@@ -101,11 +146,13 @@ bool Mdid_NoteWithDurationExtendedEvent::TrimTail(Time_Typed iEnd, const Mdid_Tr
     if (!SoundsAcross(*this, iEnd) || end >= EndOf(*this) || !MatchesContext(iContextP))
         return false;
     const Time_Typed untrimmed = UntrimmedEndOf(*this);
+    const std::int64_t ofOneKind = GetDuration().AsInt64() + GetUntrimmedRightDelta(nullptr).AsInt64();
     const auto cut = [&](Mdid_TrimmedNoteExtension& oExtension)
     {
-        if (!SetStartAndEnd(*this, GetTime(), end))
+        if (!MoveEnd(*this, end))
             return false;
-        oExtension.mRightUntrimmedDelta = (untrimmed - InKindOfOriginal(*this, end)).AsInt64();
+        oExtension.mRightUntrimmedDelta = IsOfOneKind(*this) ? ofOneKind - GetDuration().AsInt64()
+                                                             : (untrimmed - InKindOfOriginal(*this, end)).AsInt64();
         return true;
     };
     return CutWithExtension(*this, iContextP, cut);
@@ -113,10 +160,12 @@ bool Mdid_NoteWithDurationExtendedEvent::TrimTail(Time_Typed iEnd, const Mdid_Tr
 
 bool Mdid_NoteWithDurationExtendedEvent::UntrimHead(const Mdid_TrimmedNotesContext* iContextP)
 {
-    if (GetUntrimmedLeftDelta(iContextP).AsInt64() == 0)
+    const Time_TypedLength delta = GetUntrimmedLeftDelta(iContextP);
+    if (delta.AsInt64() == 0)
         return false;
-    if (IsNoteWithDurationEvent())
-        SetStartAndEnd(*this, GetUntrimmedStart(), EndOf(*this));
+    const Time_Typed start = InKindOfOriginal(*this, GetTime());
+    if (delta.AsInt64() < 0 && start + delta - start == delta && IsNoteWithDurationEvent())
+        MoveStart(*this, GetUntrimmedStart());
     SetUntrimmedLeftDelta(0, iContextP);
     return true;
 }
@@ -126,8 +175,11 @@ bool Mdid_NoteWithDurationExtendedEvent::UntrimTail(const Mdid_TrimmedNotesConte
     const std::int64_t delta = GetUntrimmedRightDelta(iContextP).AsInt64();
     if (delta == 0)
         return false;
-    if (delta > 0 && IsNoteWithDurationEvent())
-        SetStartAndEnd(*this, GetTime(), InKindOfDuration(*this, UntrimmedEndOf(*this)));
+    const Time_Typed end = InKindOfOriginal(*this, EndOf(*this));
+    if (delta > 0 && IsNoteWithDurationEvent() && IsOfOneKind(*this))
+        SetStartAndDuration(*this, GetTime(), GetDuration().AsInt64() + delta);
+    else if (delta > 0 && IsNoteWithDurationEvent() && (UntrimmedEndOf(*this) - end).AsInt64() == delta)
+        MoveEnd(*this, InKindOfDuration(*this, UntrimmedEndOf(*this)));
     SetUntrimmedRightDelta(0, iContextP);
     return true;
 }
@@ -138,4 +190,22 @@ Time_Typed Mdid_NoteWithDurationExtendedEvent::GetUntrimmedStart() const
     if (delta.AsInt64() >= 0)
         return GetTime();
     return Time_Convert::ToType(InKindOfOriginal(*this, GetTime()) + delta, GetTime().GetType());
+}
+
+bool Mdid_NoteWithDurationExtendedEvent::ForgetHead(const Mdid_TrimmedNotesContext* iContextP)
+{
+    if (GetUntrimmedLeftDelta(iContextP).AsInt64() == 0)
+        return false;
+    if (const Time_Typed untrimmed = GetUntrimmedStart(); untrimmed < GetTime())
+        CountLanesFromStart(*this, untrimmed);
+    SetUntrimmedLeftDelta(0, iContextP);
+    return true;
+}
+
+bool Mdid_NoteWithDurationExtendedEvent::ForgetTail(const Mdid_TrimmedNotesContext* iContextP)
+{
+    if (GetUntrimmedRightDelta(iContextP).AsInt64() == 0)
+        return false;
+    SetUntrimmedRightDelta(0, iContextP);
+    return true;
 }

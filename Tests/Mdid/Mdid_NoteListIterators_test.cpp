@@ -169,6 +169,29 @@ TEST(Mdid_NoteListIterators, LongNotesAreFoundAtTheirOwnPlaces)
     EXPECT_EQ(Sounding(read, 3000), Places({0}));
 }
 
+TEST(Mdid_NoteListIterators, NothingIsLostWhileTheLongNotesLagBehind)
+{
+    const Time_Context fast = MakeContext({{0, 500'000}}, 48'000, 0), slow = MakeContext({{0, 2'000'000}}, 48'000, 0);
+    const Time_Globals::ScopedContext context(fast);
+    ChunkNotes mixed{MakeNote(960'000, 60, 10), MakeNote(1'920'000, 61, 500'000)};
+    const Mdid_NoteWithDurationEvent event(0, 62, {48'000, kSample}, 9, 64);
+    mixed.AddNote({Time_Typed(30'000, kSample), event, false}); // between the others, but not when these are slow
+    Time_Globals::SetContext(slow);
+    EXPECT_LE(Sounding(mixed, 2'000'000).size(), 2u);
+    Time_Globals::SetContext(fast);
+    EXPECT_EQ(Sounding(mixed, 2'000'000), Places({1, 2}));
+
+    ChunkNotes list{MakeNote(0, 60, 3000), MakeNote(10, 61, 2000), MakeNote(20, 62, 2000)};
+    auto batch = list.ModificationBatch();
+    Mdid_BorrowedElement element = list.Borrow(list[1]);
+    element.mElement.SetIsMuted(true), batch.Return(std::move(element));
+    EXPECT_EQ(Sounding(list, 1500), Places({0, 1, 2}));
+    EXPECT_EQ(list.Erase(list.begin()), list.begin()); // the one that waits has another place now
+    static_cast<void>(list.Borrow(list[1])), list.Erase(list.begin() + 1);
+    batch.Complete(), list.AddNote(MakeNote(5, 63, 1));
+    EXPECT_TRUE(Describe(list) == "5:63x1 10:61x2000 | 10:61x2000 " && list.CheckInvariants());
+}
+
 TEST(Mdid_NoteListIterators, TheyServeAlgorithmsAndEdits)
 {
     ChunkNotes list{MakeNote(0, 60, 3000), MakeNote(10, 61, 2000), MakeNote(1500, 62, 1000), MakeNote(1600, 63, 1)};

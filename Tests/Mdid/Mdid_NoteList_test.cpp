@@ -93,6 +93,10 @@ TEST(Mdid_NoteList, BorrowedNotesComeBackInOrderAndBrokenContractsAreReported)
     moved.mElement.SetTime(Ticks(50)), batch.Return(std::move(moved));
     list.EraseNote(list[1]); // which moves before it is erased
     EXPECT_EQ(Describe(list), "10:61x2000 35:60x1 50:64x1 | 10:61x2000 ");
+    ChunkNotes chord{MakeNote(0, 66, 1), MakeNote(0, 67, 1), MakeNote(0, 68, 1)};
+    auto middle = chord.Borrow(chord[1]), last = chord.Borrow(chord[2]);
+    middle.mElement.GetNote().SetPitch(65), chord.Return(std::move(middle)), chord.Return(std::move(last));
+    EXPECT_EQ(Describe(chord), "0:65x1 0:66x1 0:68x1 | ");
     auto lost = list.Borrow(list[0]);
     list.Clear(), list.Return(std::move(lost)), list.Return(list.Borrow(MakeNote(1, 64, 1))); // neither is its own
     EXPECT_THROW(list.CopyTimeRange(nullptr, Ticks(0), Ticks(1)), Cmn_AssertException);
@@ -143,6 +147,9 @@ TEST(Mdid_NoteList, UndoBringsAListBackWithAllThatBelongsToIt)
     EXPECT_TRUE(isUndone([&] { listP->AddNote(MakeNote(1, 60, 700)), listP->SetLongNoteDuration(TickLength(600)); }));
     EXPECT_EQ(listP->GetLongNoteDuration(Time_EType::kTick), TickLength(600)); // kept: undo leaves the thresholds
     EXPECT_TRUE(isUndone([&] { listP->NdoDelete(); }));
+    const Ndo_AutoPtr<Mdid_NoteList> plainP(new Mdid_NoteList(Ndo_Object::kUndoable, false));
+    EXPECT_TRUE(isUndone([&] { *plainP = other; })); // its parts go with the step
+    EXPECT_TRUE(!plainP->GetLongNoteList() && !plainP->GetTrimmedNotesContext());
     auto* const againP = dynamic_cast<Mdid_NoteList*>(Ndo_gManager.LookupObject(id));
     ASSERT_TRUE(againP && againP->GetTrimmedNotesContext());
     EXPECT_EQ(againP->GetLongNoteDuration(Time_EType::kTick), TickLength(600)); // or the long notes would be wrong

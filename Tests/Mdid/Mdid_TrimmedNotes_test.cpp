@@ -4,6 +4,7 @@
 #include "Mdid/TestChunk.h"
 #include "Support/AllocationCounter.h"
 #include "Support/RecordingAssertHandler.h"
+#include "Support/ScopedAllowMPE.h"
 
 #include <rapidcheck/gtest.h>
 
@@ -111,6 +112,10 @@ TEST(Mdid_TrimmedNotes, CutsLieStrictlyInsideAndAreGivenBackToTheirClip)
         notes[1].UntrimHead(nullptr), notes[1].UntrimTail(nullptr), notes.erase(notes.begin());
         EXPECT_EQ(Tell(notes), "100x50 ");
     }
+    const std::int64_t nearEnd = Time_Packed::kMaxCount - 100; // the end of such a note is beyond all times
+    notes = {MakeNote(nearEnd, 60, 500)}, notes[0].TrimNote(Ticks(nearEnd + 9), Ticks(nearEnd + 50), nullptr);
+    EXPECT_TRUE(notes[0].GetDuration() == TickLength(41) && notes[0].UntrimHead(nullptr) &&
+                notes[0].UntrimTail(nullptr) && notes[0].GetDuration() == TickLength(500));
     ChunkNotes list{MakeNote(100, 60, 50), MakeNote(100, 61, 2000), MakeNote(150, 62, 50)};
     Context& context = *list.GetTrimmedNotesContext();
     context.TrimOverlappingNotes<kTail>(Ticks(150)), context.TrimOverlappingNotes<kHead>(Ticks(120));
@@ -130,6 +135,22 @@ TEST(Mdid_TrimmedNotes, CutsLieStrictlyInsideAndAreGivenBackToTheirClip)
     foreign.UntrimOverlappingNotes<kBoth>(Ticks(139)); // one unit before the cut
     context.TrimOverlappingNotes<kHead>(Ticks(140)), context.ResetAllUntrimmedDeltas();
     EXPECT_EQ(Tell(list), "140x10 140x1960 150x50 ");
+}
+
+TEST(Mdid_TrimmedNotes, ExpressionStaysWhereItIsHeard)
+{
+    const ScopedAllowMPE allow(true);
+    ChunkNotes list{MakeNote(100, 60, 50)};
+    AddLane(list, 0, Mdie_SubStream::PitchBend());
+    Mdid_BorrowedElement element = list.Borrow(list[0]);
+    for (const std::int64_t time : {10, 30}) // counted from the start
+        element.mElement.WritePerNoteControllers()->begin()->AddBreakpoint(Ticks(time), static_cast<int>(time));
+    list.Return(std::move(element));
+    list.GetTrimmedNotesContext()->TrimOverlappingNotes<kHead>(Ticks(120));
+    const Note cut = list[0];
+    list.GetTrimmedNotesContext()->ResetAllUntrimmedDeltas();
+    EXPECT_EQ(Describe(*cut.GetPerNoteControllers()->begin()), " 0.0.0 1=0 10=10 30=30");
+    EXPECT_EQ(Describe(*list[0].GetPerNoteControllers()->begin()), " 0.0.0 0=10 10=30");
 }
 
 TEST(Mdid_TrimmedNotes, EveryWayIntoAListFiltersByClipAndEdges)
