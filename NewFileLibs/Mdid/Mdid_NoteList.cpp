@@ -112,6 +112,7 @@ Mdid_NoteListBase& Mdid_NoteListBase::operator=(Mdid_NoteListBase&& ioOther) noe
 {
     if (this == &ioOther)
         return *this;
+    bool hasSavedState = true;
     try
     {
         AboutToTakeParts(ioOther);
@@ -119,8 +120,9 @@ Mdid_NoteListBase& Mdid_NoteListBase::operator=(Mdid_NoteListBase&& ioOther) noe
     }
     catch (...)
     {
-        CMN_VERIFY(!"memory for the undo state of a note list that gains or loses parts");
+        hasSavedState = false;
     }
+    CMN_VERIFY(hasSavedState); // parts that come or go could not be undone
     NdoChangesWithoutState();
     ioOther.NdoChangesWithoutState();
     ++mRevision;
