@@ -155,11 +155,18 @@ void Mdid_NoteListBase::TakeParts(Mdid_NoteListBase& ioOther) noexcept
     mClipEdgeFunctionP = std::exchange(ioOther.mClipEdgeFunctionP, nullptr);
 }
 
-// Parts that are made or deleted in a step are the history's: it has to know that they were attached.
+// Parts that are made or deleted in a step are the history's: it has to know that they were attached, and what they
+// held.
 void Mdid_NoteListBase::AboutToTakeParts(const Mdid_NoteListBase& iOther)
 {
     if (!iLongNoteListP != !iOther.iLongNoteListP || !mTrimmedNotesContextP != !iOther.mTrimmedNotesContextP)
+    {
         NdoAboutToModify();
+        if (iLongNoteListP)
+            iLongNoteListP->NdoAboutToModify();
+        if (mTrimmedNotesContextP)
+            mTrimmedNotesContextP->NdoAboutToModify();
+    }
 }
 
 Ndo_AutoPtr<Mdid_NoteListBase> Mdid_NoteListBase::MakeLongNoteList() const
@@ -224,8 +231,9 @@ Time_Typed Mdid_NoteListBase::GetLatestReleaseTimeForNotesInRange(Time_Typed iSt
     for (auto note = LowerBound(from); note != end() && note->GetTime() < iEnd; ++note)
         latest = std::max(latest, note->GetEndTime());
     // Kept: the long-note list has none of its own, so that it is asked from iStart on.
-    return iLongNoteListP ? std::max(latest, iLongNoteListP->GetLatestReleaseTimeForNotesInRange(iStart, iEnd))
-                          : latest;
+    if (!iLongNoteListP || AreLongNotesBehind())
+        return latest;
+    return std::max(latest, iLongNoteListP->GetLatestReleaseTimeForNotesInRange(iStart, iEnd));
 }
 
 void Mdid_NoteListBase::SetIsMPE(bool iIsMPE)
@@ -337,6 +345,7 @@ Mdid_NoteListBase::const_iterator Mdid_NoteListBase::AddNote(Note iNote)
     if (mTrimmedNotesContextP)
         mTrimmedNotesContextP->FilterNote(iNote);
     AboutToEdit();
+    mIsOrderUncertain = mIsOrderUncertain || mNumOut > 0;
     const bool hasPerNoteControllers = iNote.HasPerNoteControllers();
 
     const bool isLast = mNotes.empty() || !NoteLess()(iNote, mNotes.back());
@@ -399,7 +408,16 @@ Mdid_NoteListBase::const_iterator Mdid_NoteListBase::Erase(const_iterator iNote)
         iLongNoteListP->EraseCopyOf(*iNote);
     mNumOut -= mNumOut > 0 && !iNote->IsNoteWithDurationExtendedEvent();
     ForgetPosition(static_cast<std::size_t>(iNote - begin()));
-    return mNotes.erase(iNote);
+    const auto next = mNotes.erase(iNote);
+    if (mNumOut == 0 && mIsOrderUncertain && !mNotes.empty())
+    {
+        // The next one is to stay where it is now; the next edit restores the order.
+        MarkDirty(0);
+        MarkDirty(mNotes.size() - 1);
+    }
+    else if (mAreLongNotesStale && !mIsDirty && mBorrowedWhileReading.empty())
+        RegenerateLongNoteList();
+    return next;
 }
 
 void Mdid_NoteListBase::EraseTimeRange(Time_Typed iStart, Time_Typed iEnd)
@@ -445,6 +463,7 @@ void Mdid_NoteListBase::Merge(const Mdid_NoteListBase* iOther)
     Notes incoming = FilteredCopy(iOther->begin(), iOther->end());
     Mdid_SortIfNeeded(incoming, NoteLess());
     AboutToEdit();
+    mIsOrderUncertain = mIsOrderUncertain || mNumOut > 0;
     const bool isMPE = mIsMPE || HavePerNoteControllers(incoming);
     const auto firstAffected =
         std::distance(mNotes.begin(), std::ranges::lower_bound(mNotes, incoming.front(), NoteLess()));

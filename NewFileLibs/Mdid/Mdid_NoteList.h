@@ -120,7 +120,7 @@ public:
     // A copy has a long-note list and a trimmed-notes context of its own, undoable like itself. A moved-from list is
     // empty and has neither. Without memory for parts of its own, a list moved from an undoable one (or to one) does
     // without them: slower, and what was trimmed off its notes is not saved. Assignment saves undo state only when the
-    // list gains or loses such a part.
+    // list gains or loses such a part; the identity of a context that both have is not undone.
     Mdid_NoteListBase(const Mdid_NoteListBase& iOther);
     Mdid_NoteListBase(Mdid_NoteListBase&& ioOther) noexcept;
     Mdid_NoteListBase& operator=(const Mdid_NoteListBase& iOther);
@@ -251,8 +251,8 @@ public:
 
     // Notes that are out of time order are sorted at first. While it lives, returned notes stay where they are, so that
     // all lanes of a chunk that is being read find their notes by the times that they were saved with. At the end of
-    // the outermost one, or before another edit, the notes are snapped and put in order; notes of equal time and event
-    // stay in the order of the stream. Returning takes no memory meanwhile.
+    // the outermost one, or before another edit, the notes are snapped and put in order by their times; those of one
+    // time stay in the order of the stream. Returning takes no memory meanwhile.
     class ReadingScope
     {
     public:

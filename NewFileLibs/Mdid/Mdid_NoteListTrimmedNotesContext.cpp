@@ -60,6 +60,8 @@ Mdid_NoteListTrimmedNotesContext::Mdid_NoteListTrimmedNotesContext(Mdid_NoteList
 Mdid_NoteListTrimmedNotesContext&
 Mdid_NoteListTrimmedNotesContext::operator=(const Mdid_NoteListTrimmedNotesContext& iOther)
 {
+    if (this == &iOther)
+        return *this;
     Ndo_Object::operator=(iOther);
     mClipUUID = iOther.mClipUUID;
     mPreviousClipUUID = iOther.mPreviousClipUUID;

@@ -127,6 +127,7 @@ public:
     void NdoRestoreState(Ndo_State* iStateP) override;
 
 private:
+    friend class Mdid_NoteListBase;
     class NdoState;
 
     struct ReCreate

@@ -7,6 +7,7 @@
 #include "Mdid/Mdid_NoteListTrimmedNotesContext.h"
 #include "Mdid/Mdid_NoteOnKey_Private.h"
 #include "Mdid/Mdid_PerNoteControllerList.h"
+#include "Mdid/Mdid_SortIfNeeded_Private.h"
 
 #include <algorithm>
 #include <bitset>
@@ -124,7 +125,8 @@ void Mdid_NoteListBase::NdoRestoreState(Ndo_State* iStateP)
     ++mRevision;
     state->mNotes.RestoreInto(mNotes);
     ForgetReturns();
-    mAreLongNotesStale = state->mAreLongNotesStale;
+    // An assignment in between has brought other thresholds.
+    mAreLongNotesStale = state->mAreLongNotesStale || mLongNoteDuration != state->mLongNoteDuration;
     mSnapToCoarseTicks = state->mSnapToCoarseTicks;
     mIsMPE = state->mIsMPE;
     if (NdoIsBeingRecreated())
@@ -289,18 +291,18 @@ void Mdid_NoteListBase::CompleteBatch()
 
 void Mdid_NoteListBase::MergeDirtyRange()
 {
-    const auto first = mNotes.begin() + static_cast<std::ptrdiff_t>(mLowestDirty);
-    const auto last = mNotes.begin() + static_cast<std::ptrdiff_t>(mHighestDirty) + 1;
-    std::stable_sort(first, last, NoteLess());
     // The place of a note that is out is in order by its time alone.
     const bool isRestInOrder = mNumOut == 0 && !mIsOrderUncertain;
     mIsOrderUncertain = mNumOut > 0;
+    if (!isRestInOrder)
+        return Mdid_SortIfNeeded(mNotes, NoteLess());
+    const auto first = mNotes.begin() + static_cast<std::ptrdiff_t>(mLowestDirty);
+    const auto last = mNotes.begin() + static_cast<std::ptrdiff_t>(mHighestDirty) + 1;
+    std::stable_sort(first, last, NoteLess());
     // What need not move costs a search.
-    const auto firstMoved =
-        isRestInOrder ? std::upper_bound(mNotes.begin(), first, *first, NoteLess()) : mNotes.begin();
+    const auto firstMoved = std::upper_bound(mNotes.begin(), first, *first, NoteLess());
     std::inplace_merge(firstMoved, first, last, NoteLess());
-    const auto lastMoved =
-        isRestInOrder ? std::lower_bound(last, mNotes.end(), *std::prev(last), NoteLess()) : mNotes.end();
+    const auto lastMoved = std::lower_bound(last, mNotes.end(), *std::prev(last), NoteLess());
     std::inplace_merge(firstMoved, last, lastMoved, NoteLess());
 }
 

@@ -12,6 +12,7 @@
 #include "QuorPlatformSupport/SPSStartupOption.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace
 {
@@ -77,13 +78,20 @@ bool IsOfOneKind(const Note& iNote)
 // Of what a lane holds before the start, the value that is in force there stands at the start.
 void CountFrom(Time_Typed iStart, Time_Typed iUntrimmedStart, Mdid_PerNoteDataStream& ioLane)
 {
+    using Segment = Mdid_ContinuousDataStreamCore::Segment;
+    const auto timeOf = [&](const Segment& iSegment)
+    { return iUntrimmedStart + Time_TypedLength(iSegment.mTime.GetPacked()); };
+    const auto& segments = ioLane.GetSegments();
+    auto next = std::ranges::upper_bound(segments, iStart, {}, timeOf);
     Mdid_ContinuousDataStreamCore moved(ioLane.GetSnapToCoarseTicks());
-    for (const auto& segment : ioLane.GetSegments())
+    if (next != segments.begin())
+        moved.AddBreakpoint(Time_Typed(0, iStart.GetType()), std::prev(next)->mValue);
+    for (; next != segments.end(); ++next)
     {
-        const Time_EType kind = segment.mTime.GetType();
-        const Time_Typed time = iUntrimmedStart + Time_TypedLength(segment.mTime.GetPacked());
-        const Time_TypedLength sinceStart = Time_Convert::ToType(time, kind) - Time_Convert::ToType(iStart, kind);
-        moved.AddBreakpoint(Time_Typed(std::max<std::int64_t>(sinceStart.AsInt64(), 0), kind), segment.mValue);
+        const Time_EType kind = next->mTime.GetType();
+        const Time_TypedLength sinceStart =
+            Time_Convert::ToType(timeOf(*next), kind) - Time_Convert::ToType(iStart, kind);
+        moved.AddBreakpoint(Time_Typed(sinceStart.AsInt64(), kind), next->mValue);
     }
     ioLane.ReplaceData(&moved);
 }
@@ -196,9 +204,11 @@ bool Mdid_NoteWithDurationExtendedEvent::ForgetHead(const Mdid_TrimmedNotesConte
 {
     if (GetUntrimmedLeftDelta(iContextP).AsInt64() == 0)
         return false;
+    Mdid_NoteWithDurationExtendedEvent note(*this); // whose lanes are its own when they are written
     if (const Time_Typed untrimmed = GetUntrimmedStart(); untrimmed < GetTime())
-        CountLanesFromStart(*this, untrimmed);
-    SetUntrimmedLeftDelta(0, iContextP);
+        CountLanesFromStart(note, untrimmed);
+    note.SetUntrimmedLeftDelta(0, iContextP);
+    *this = std::move(note);
     return true;
 }
 

@@ -97,6 +97,8 @@ TEST(Mdid_NoteList, BorrowedNotesComeBackInOrderAndBrokenContractsAreReported)
     auto middle = chord.Borrow(chord[1]), last = chord.Borrow(chord[2]);
     middle.mElement.GetNote().SetPitch(65), chord.Return(std::move(middle)), chord.Return(std::move(last));
     EXPECT_EQ(Describe(chord), "0:65x1 0:66x1 0:68x1 | ");
+    last = chord.Borrow(chord[2]), chord.AddNote(MakeNote(0, 61, 1)), chord.Return(std::move(last));
+    EXPECT_TRUE(chord.CheckInvariants());
     auto lost = list.Borrow(list[0]);
     list.Clear(), list.Return(std::move(lost)), list.Return(list.Borrow(MakeNote(1, 64, 1))); // neither is its own
     EXPECT_THROW(list.CopyTimeRange(nullptr, Ticks(0), Ticks(1)), Cmn_AssertException);
@@ -150,6 +152,9 @@ TEST(Mdid_NoteList, UndoBringsAListBackWithAllThatBelongsToIt)
     const Ndo_AutoPtr<Mdid_NoteList> plainP(new Mdid_NoteList(Ndo_Object::kUndoable, false));
     EXPECT_TRUE(isUndone([&] { *plainP = other; })); // its parts go with the step
     EXPECT_TRUE(!plainP->GetLongNoteList() && !plainP->GetTrimmedNotesContext());
+    Ndo_gManager.DropHistory(), *plainP = ChunkNotes{MakeNote(0, 60, 2000)};
+    EXPECT_TRUE(isUndone([&] { *plainP = Mdid_NoteList(Ndo_Object::kNotUndoable, false); })); // with what they hold
+    EXPECT_TRUE(Describe(*plainP) == "0:60x2000 | 0:60x2000 " && plainP->GetTrimmedNotesContext());
     auto* const againP = dynamic_cast<Mdid_NoteList*>(Ndo_gManager.LookupObject(id));
     ASSERT_TRUE(againP && againP->GetTrimmedNotesContext());
     EXPECT_EQ(againP->GetLongNoteDuration(Time_EType::kTick), TickLength(600)); // or the long notes would be wrong
