@@ -159,29 +159,6 @@ Mdid_NoteListBase::Maker Mdid_NoteList::GetMaker() const
     return []() -> std::unique_ptr<Mdid_NoteListBase> { return std::make_unique<Mdid_NoteList>(kNotUndoable, false); };
 }
 
-void Mdid_NoteListBase::RecreateTrimmedNotesContext()
-{
-    if (mTrimmedNotesContextP)
-        return;
-    auto contextP = MakeTrimmedNotesContext();
-    NdoAboutToModify();
-    mTrimmedNotesContextP = std::move(contextP);
-}
-
-void Mdid_NoteListBase::SetClip(const Sys_UUID& iClipUUID)
-{
-    RecreateTrimmedNotesContext();
-    if (mTrimmedNotesContextP->GetClipUUID() != iClipUUID)
-        mTrimmedNotesContextP->SetClipUUID(iClipUUID);
-}
-
-void Mdid_NoteListBase::SetClip(const Sys_UUID& iClipUUID, ClipEdgeFunction iClipEdgeFunction)
-{
-    auto functionP = std::make_shared<const ClipEdgeFunction>(std::move(iClipEdgeFunction));
-    SetClip(iClipUUID);
-    mClipEdgeFunctionP = std::move(functionP);
-}
-
 Mdid_BorrowedElement Mdid_NoteListBase::Borrow(const Note& iNote)
 {
     if (!CMN_VERIFY(IsInList(&iNote)))
