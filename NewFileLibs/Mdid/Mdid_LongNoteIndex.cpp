@@ -131,8 +131,10 @@ void Mdid_NoteListBase::LongNoteIndex::FindPositions(const Notes& iNotes, const 
     NotePointers notes, longNotes;
     for (const Time_EType kind : kKinds)
     {
-        NotesOfKind allNotes(iNotes, kind);
-        for (NotesOfKind allLongNotes(iLongNotes, kind); allLongNotes.IsMore();)
+        NotesOfKind allLongNotes(iLongNotes, kind);
+        if (!allLongNotes.IsMore())
+            continue;
+        for (NotesOfKind allNotes(iNotes, kind); allLongNotes.IsMore();)
         {
             const std::int64_t time = allLongNotes.GetTime();
             allLongNotes.Take(time, longNotes);
