@@ -3,6 +3,7 @@
 #include "Mdid/Mdid_EventTypes.h"
 #include "Mdid/Mdid_SysexEvent.h"
 #include "Mdid/Mdie_TimedEvent.h"
+#include "Mdid/Mdie_TrackState.h"
 
 #include <algorithm>
 #include <atomic>
@@ -200,6 +201,14 @@ void Mdie_TraceUtil::PrintTimedEventList(const Mdie_TimedEventList* iListP, std:
         PrintMidiEvent(event.GetEvent(), ioStream);
         ioStream << "\n";
     }
+}
+
+void Mdie_TraceUtil::PrintTrackState(const Mdie_TrackState* iStateP, std::ostream& ioStream)
+{
+    ioStream << "Begin Mdie_TrackState:\n";
+    for (const Mdie_NoteInProgress* noteP = iStateP->NextNoteOff(); noteP != nullptr; noteP = noteP->GetNext())
+        ioStream << "\t(" << noteP->mChannel << ", " << noteP->mPitch << ", " << noteP->mVelocity << ", "
+                 << std::to_string(noteP->mReleaseTime.AsInt64()) << ")\n";
 }
 
 void Mdie_TraceUtil::TraceMidiEventList(const Mdie_TimedEventList* iListP)

@@ -11,6 +11,7 @@ class Mdi_AppCallback;
 class Mdid_Event;
 class Mdie_TimedEvent;
 class Mdie_TimedEventList;
+class Mdie_TrackState;
 
 // Events as short texts for logs and terminals. The channel is never part of a text.
 //
@@ -33,6 +34,10 @@ public:
 
     // One line an event: the count of its time, "t" for ticks and microseconds or "s" for samples, the event.
     static void PrintTimedEventList(const Mdie_TimedEventList* iListP, std::ostream& ioStream);
+
+    // A head line, then one line a note in progress: channel, pitch, velocity and the count of its release time.
+    // Kept: all but the time as raw characters.
+    static void PrintTrackState(const Mdie_TrackState* iStateP, std::ostream& ioStream);
 
     // Kept: formats every event and puts out nothing.
     static void TraceMidiEventList(const Mdie_TimedEventList* iListP);
