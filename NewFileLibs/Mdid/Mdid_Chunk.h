@@ -22,6 +22,7 @@
 class Cmn_XMLNode;
 class Mdid_ChunkRefCounter;
 class Mdid_IRTProperties;
+class Mdie_ChaseTracker;
 class Mdie_ChaseView;
 
 // What Mdid_Chunk::GetMidiEventsInRange delivers, and how. As it comes: everything, unshifted, in ticks.
@@ -172,6 +173,16 @@ public:
     // Appends to the wrapper; what is appended is in playback order, equal ones in the order of the merged walk.
     // Binary searches, then linear in what is found, and its sorting.
     void GetMidiEventsInRange(Mdid_EventListWrapper* oWrapperP, const Mdid_ChunkQuery& iQuery) const;
+
+    // Adds to a tracker what is in force at iTime: of each lane that it chases the last breakpoint at or before iTime,
+    // unless that is earlier than iEarliest; at its time + iOffset, with the key of the lane. Where the tracker has a
+    // later value, that stays. Playback thread: a binary search in each lane; takes no memory. Null is reported.
+    // The lanes of notes take no part.
+    void AddChaseStateAtTime(Mdie_ChaseView* ioTrackerP, Time_Typed iTime, Time_Typed iEarliest,
+                             Time_TypedLength iOffset) const;
+    // The same for a tracker that is cleared before.
+    void GetChaseStateAtTime(Mdie_ChaseTracker* ioTrackerP, Time_Typed iTime, Time_Typed iEarliest,
+                             Time_TypedLength iOffset) const;
 
     // Sets ioInUse[c] for every controller c (1 to 119) of a lane or a per-note lane; ioInUse: 120 bools.
     void FindMIDIControllersInUse(bool* ioInUse) const;

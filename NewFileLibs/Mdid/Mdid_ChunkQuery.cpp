@@ -9,6 +9,7 @@
 #include "Mdid/Mdid_NoteListIterators.h"
 #include "Mdid/Mdid_PerNoteControllerList.h"
 #include "Mdid/Mdid_SysexEvent.h"
+#include "Mdid/Mdie_ChaseTracker.h"
 #include "Mdid/Mdie_TraceUtil.h"
 
 #include <algorithm>
@@ -268,6 +269,26 @@ void Mdid_Chunk::GetMidiEventsInRange(Mdid_EventListWrapper* oWrapperP, const Md
                             iQuery.mNumber);
     DeliverNotes(*mNoteListP, iQuery, *oWrapperP);
     oWrapperP->sort(sizeBefore);
+}
+
+void Mdid_Chunk::AddChaseStateAtTime(Mdie_ChaseView* ioTrackerP, Time_Typed iTime, Time_Typed iEarliest,
+                                     Time_TypedLength iOffset) const
+{
+    if (!CMN_VERIFY(ioTrackerP))
+        return;
+    for (const LanePtr& laneP : *mContinuousListP)
+        if (laneP)
+            laneP->AccumulateChaseStateAtTime(ioTrackerP, laneP->GetSubStream().GetNoteIndex(), iTime, iEarliest,
+                                              iOffset);
+}
+
+void Mdid_Chunk::GetChaseStateAtTime(Mdie_ChaseTracker* ioTrackerP, Time_Typed iTime, Time_Typed iEarliest,
+                                     Time_TypedLength iOffset) const
+{
+    if (!CMN_VERIFY(ioTrackerP))
+        return;
+    ioTrackerP->Clear();
+    AddChaseStateAtTime(ioTrackerP, iTime, iEarliest, iOffset);
 }
 
 void Mdid_Chunk::PrintContents(std::ostream& ioStream) const
