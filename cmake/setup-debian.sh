@@ -5,7 +5,7 @@ set -eu
 packages="
     g++ cmake make ninja-build pkg-config
     libboost-dev libboost-filesystem-dev libboost-locale-dev libpugixml-dev
-    libcli11-dev nlohmann-json3-dev
+    libcli11-dev nlohmann-json3-dev libcairo2-dev
     libgtest-dev librapidcheck-dev libbenchmark-dev
     midicsv openttd-openmsx"
 

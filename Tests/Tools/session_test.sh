@@ -9,7 +9,7 @@ set -u
 has() { grep -Eqx -- "$1" out || fail "no line '$1'"; }
 
 # Help: an example each. Wrong usage: 2 and nothing on standard output, before or after the session is read.
-for command in check import show events notes csv dump xml diff export edit clip; do
+for command in check import show events notes csv dump xml diff export edit clip roll; do
     run 0 $command --help
     grep -q "^Example: mdid $command " out || fail "no example in the help of mdid $command"
     run 2 $command
@@ -23,7 +23,9 @@ for arguments in "import $song" "import $song -o -" "show $song --track 1" "even
     "notes $song" "notes $song --sounding 1 --starting 1..2" "notes $song --starting 2..1" "notes $song --sounding x" \
     "notes $song --sounding 1 --track 8" "clip $song" "clip $song -o a" "clip $song -o a --from 1" \
     "clip $song -o a --from 3 --to 3" "clip $song -o a --from 3 --to x" "clip $song --from 1 --to 2" \
-    "clip $song -o - --from 1 --to 2" "clip $song --widen" "clip $song -o a --widen --from 1 --to 2"; do
+    "clip $song -o - --from 1 --to 2" "clip $song --widen" "clip $song -o a --widen --from 1 --to 2" \
+    "roll $song" "roll $song -o a.gif" "roll $song -o png" "roll $song -o a.png --lanes 7,120" "roll $song -o a.png --lanes 7," \
+    "roll $song -o a.png --from 3 --to 3" "roll $song -o a.png --track 8" "roll $song -o a.png --width 1"; do
     # shellcheck disable=SC2086 # words
     run 2 $arguments
     is "lines on standard output of mdid $arguments" "$(lines out)" 0
@@ -39,7 +41,7 @@ is "what wrong usage leaves" "$(echo ./*)" './err ./out'
 printf 'no MIDI file' >bad.mid
 mkdir folder
 for command in show events csv xml dump 'export -o x.mid' 'import -o x' 'edit --undo --shift 1t' \
-    'notes --sounding 1' 'clip --widen -o x' "diff $song"; do
+    'notes --sounding 1' 'clip --widen -o x' 'roll -o x.png' "diff $song"; do
     for file in missing.mid bad.mid folder; do
         # shellcheck disable=SC2086 # words
         run 1 $command $file
@@ -128,6 +130,16 @@ run 0 notes song.mdid --overlapping 3:2:100..5:1:7 --format csv
 cmp -s out whole || fail "what a widened clip holds is not what sounded"
 run 0 notes song.mdid --sounding 5:1:6 --track 2 --format json
 has '.*"pitch":71,"name":"B4","velocity":68,"offVelocity":51,"duration":440,"end":7160,"muted":false}'
+
+# A picture, of each kind.
+run 0 roll song.mdid -o roll.svg --from 3 --to 5 --track 2 --lanes 1,bend
+run 0 roll song.mdid -o roll.PNG
+run 0 roll song.mdid -o roll.pdf
+is "the pictures" "$(head -q -c 4 roll.svg roll.PNG roll.pdf | tr -cd '<?xmPNGDF%')" '<?xmPNG%PDF'
+run 1 roll song.mdid -o missing/roll.png
+grep -q missing/roll.png err || fail "no name of a picture that cannot be written"
+run 1 roll song.mdid -o long.png --to 36000sec
+is "what is left of a picture that is too long" "$(echo long*)" 'long*'
 
 # Of the bends of a note (at 0, 20, 30 and 50 of 80 ticks) a clip plays the one in force at its start, and those in it.
 hex() { for byte in "$@"; do printf "\\$(printf %o "0x$byte")"; done; }

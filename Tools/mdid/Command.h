@@ -143,3 +143,4 @@ void AddTransferCommands(CLI::App& ioProgram, Commands& ioCommands); // import, 
 void AddSessionCommands(CLI::App& ioProgram, Commands& ioCommands);  // show, events, xml, diff
 void AddEditCommand(CLI::App& ioProgram, Commands& ioCommands);      // edit
 void AddNoteCommands(CLI::App& ioProgram, Commands& ioCommands);     // notes, clip
+void AddRollCommand(CLI::App& ioProgram, Commands& ioCommands);      // roll

@@ -27,6 +27,7 @@ int Run(int iArgc, char** iArgv)
     AddSessionCommands(app, commands);
     AddEditCommand(app, commands);
     AddNoteCommands(app, commands);
+    AddRollCommand(app, commands);
     try
     {
         app.parse(iArgc, iArgv);
