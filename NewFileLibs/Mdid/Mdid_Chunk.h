@@ -24,6 +24,7 @@ class Mdid_ChunkRefCounter;
 class Mdid_IRTProperties;
 class Mdie_ChaseTracker;
 class Mdie_ChaseView;
+class Mdie_TrackState;
 
 // What Mdid_Chunk::GetMidiEventsInRange delivers, and how. As it comes: everything, unshifted, in ticks.
 struct Mdid_ChunkQuery
@@ -183,6 +184,11 @@ public:
     // The same for a tracker that is cleared before.
     void GetChaseStateAtTime(Mdie_ChaseTracker* ioTrackerP, Time_Typed iTime, Time_Typed iEarliest,
                              Time_TypedLength iOffset) const;
+
+    // Adds to a state the notes that sound at iTime (Mdid_NoteListBase::GetSustainingNotes), at their time + iOffset
+    // and on the channel that they name; not those that are muted or of velocity 0. Playback thread, but the first
+    // query after an edit takes memory. Null is reported.
+    void AddNoteStateAtTime(Mdie_TrackState* ioStateP, Time_Typed iTime, Time_TypedLength iOffset) const;
 
     // Sets ioInUse[c] for every controller c (1 to 119) of a lane or a per-note lane; ioInUse: 120 bools.
     void FindMIDIControllersInUse(bool* ioInUse) const;

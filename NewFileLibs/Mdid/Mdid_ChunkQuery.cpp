@@ -11,6 +11,7 @@
 #include "Mdid/Mdid_SysexEvent.h"
 #include "Mdid/Mdie_ChaseTracker.h"
 #include "Mdid/Mdie_TraceUtil.h"
+#include "Mdid/Mdie_TrackState.h"
 
 #include <algorithm>
 #include <bit>
@@ -289,6 +290,23 @@ void Mdid_Chunk::GetChaseStateAtTime(Mdie_ChaseTracker* ioTrackerP, Time_Typed i
         return;
     ioTrackerP->Clear();
     AddChaseStateAtTime(ioTrackerP, iTime, iEarliest, iOffset);
+}
+
+void Mdid_Chunk::AddNoteStateAtTime(Mdie_TrackState* ioStateP, Time_Typed iTime, Time_TypedLength iOffset) const
+{
+    if (!CMN_VERIFY(ioStateP))
+        return;
+    for (const Note& note : mNoteListP->GetSustainingNotes(iTime))
+    {
+        const bool isNote = note.IsNoteWithDurationEvent(); // not one that is borrowed
+        if (!isNote || note.IsMuted() || note.GetNote().GetVelocity() <= 0)
+            continue;
+        // Pitch-to-MIDI notes (22) are tracked as others are.
+        const Mdid_NoteWithDurationBase& played = note.GetNote();
+        const Mdid_NoteWithDurationEvent event(played.GetChannel(), played.GetPitch(), played.GetDuration(),
+                                               played.GetVelocity(), played.GetOffVelocity());
+        ioStateP->ReceiveEvent(Mdie_TimedEvent(note.GetTime() + iOffset, event), note.GetPerNoteControllers());
+    }
 }
 
 void Mdid_Chunk::PrintContents(std::ostream& ioStream) const

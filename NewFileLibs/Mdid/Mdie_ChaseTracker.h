@@ -33,8 +33,8 @@ class MDID_EXPORT __attribute__((aligned(Mdie_LockedMemory::kPageSize))) Mdie_Ch
 public:
     enum EReleaseMode
     {
-        kClearActive = 0, // and as every other number:
-        kKeepActive = 1
+        kClearActive = 0,
+        kKeepActive = 1 // as is every other number
     };
 
     static constexpr int kMaxSlotsPerEntry = 256; // keys are signed bytes

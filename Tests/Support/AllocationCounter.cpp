@@ -1,9 +1,12 @@
 #include "Support/AllocationCounter.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
+#include <dlfcn.h>
 #include <malloc.h>
 #include <new>
+#include <pthread.h>
 
 namespace
 {
@@ -95,3 +98,39 @@ void operator delete(void* p, const nothrow_t&) noexcept { Free(p); }
 void operator delete[](void* p, const nothrow_t&) noexcept { Free(p); }
 void operator delete(void* p, align_val_t, const nothrow_t&) noexcept { Free(p); }
 void operator delete[](void* p, align_val_t, const nothrow_t&) noexcept { Free(p); }
+
+#if defined(__has_feature)
+#define HAS_SANITIZER (__has_feature(address_sanitizer) || __has_feature(thread_sanitizer))
+#elif defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define HAS_SANITIZER 1
+#else
+#define HAS_SANITIZER 0
+#endif
+
+#if !HAS_SANITIZER
+#pragma GCC visibility push(default)
+extern "C"
+{
+void* __libc_malloc(size_t n);
+void* __libc_calloc(size_t n, size_t size);
+void* __libc_realloc(void* p, size_t n);
+void* __libc_memalign(size_t a, size_t n);
+
+void* malloc(size_t n) { return ++sTotals.mSystemCalls, __libc_malloc(n); }
+void* calloc(size_t n, size_t size) { return ++sTotals.mSystemCalls, __libc_calloc(n, size); }
+void* realloc(void* p, size_t n) { return ++sTotals.mSystemCalls, __libc_realloc(p, n); }
+void* memalign(size_t a, size_t n) { return ++sTotals.mSystemCalls, __libc_memalign(a, n); }
+void* aligned_alloc(size_t a, size_t n) { return memalign(a, n); }
+int posix_memalign(void** oP, size_t a, size_t n) { return (*oP = memalign(a, n)) != nullptr ? 0 : ENOMEM; }
+
+int pthread_mutex_lock(pthread_mutex_t* p)
+{
+    static int (*sLockP)(pthread_mutex_t*) = nullptr;
+    if (sLockP == nullptr)
+        sLockP = reinterpret_cast<int (*)(pthread_mutex_t*)>(dlsym(RTLD_NEXT, "pthread_mutex_lock"));
+    ++sTotals.mSystemCalls;
+    return sLockP(p);
+}
+}
+#pragma GCC visibility pop
+#endif

@@ -14,6 +14,10 @@ public:
     int GetLive() const { return GetTotals().mLive - mBefore.mLive; }
     std::size_t GetBytes() const { return GetTotals().mBytes - mBefore.mBytes; } // as asked for
 
+    // Calls of malloc and its kin, operator new's among them, and of pthread_mutex_lock. 0 with a sanitizer, which has
+    // its own.
+    int GetSystemCalls() const { return GetTotals().mSystemCalls - mBefore.mSystemCalls; }
+
     // The most bytes that were live at once since the innermost counter was made, beyond those that were live then.
     std::int64_t GetPeakBytes() const { return GetTotals().mPeakBytes - mBefore.mLiveBytes; }
 
@@ -21,6 +25,7 @@ public:
     {
         int mCount = 0;
         int mLive = 0;
+        int mSystemCalls = 0;
         std::size_t mBytes = 0;
         std::int64_t mLiveBytes = 0;
         std::int64_t mPeakBytes = 0;

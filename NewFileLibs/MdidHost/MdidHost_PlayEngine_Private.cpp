@@ -1,0 +1,469 @@
+#include "MdidHost/MdidHost_PlayEngine_Private.h"
+
+#include "Mdid/Mdid_Chunk.h"
+#include "Mdid/Mdid_NoteListIterators.h"
+#include "Mdid/Mdie_ChaseSpec.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <tuple>
+
+namespace
+{
+
+using Note = Mdid_NoteListBase::Note;
+
+// Positions can be counted on from, and are times.
+std::int64_t Clamped(std::int64_t iSample)
+{
+    return std::clamp(iSample, Time_Packed::kMinCount / 2, Time_Packed::kMaxCount / 2);
+}
+
+} // namespace
+
+// By playback priority, which is that of the channel, then time, then track.
+bool MdidHost_PlayEngine::GoesBefore(const NoteMessage& iA, const NoteMessage& iB)
+{
+    if (iA.mChannel != iB.mChannel)
+        return iA.mChannel < iB.mChannel;
+    if (iA.mTime != iB.mTime)
+        return iA.mTime < iB.mTime;
+    return std::tie(iA.mTrack, iA.mNumber) < std::tie(iB.mTrack, iB.mNumber);
+}
+
+// Of one track, at the position.
+class MdidHost_PlayEngine::TransitionReceiver : public Mdie_EventReceiver
+{
+public:
+    TransitionReceiver(MdidHost_PlayEngine& ioEngine, std::size_t iTrack, MdidHost_PlaySink& ioSink)
+        : mEngine(ioEngine),
+          mTrack(iTrack),
+          mSink(ioSink)
+    {
+    }
+
+    void ReceiveEvent(const Mdid_Event& iEvent) override
+    {
+        mEngine.Send(mEngine.mPosition, mTrack, MdidHost_PlayedEvent::kTransition, iEvent, mSink);
+    }
+
+private:
+    MdidHost_PlayEngine& mEngine;
+    std::size_t mTrack;
+    MdidHost_PlaySink& mSink;
+};
+
+MdidHost_PlayEngine::MdidHost_PlayEngine(const MdidHost_Session& iSession, const MdidHost_PlayOptions& iOptions)
+    : mSchedule(iSession, iOptions.mFilter),
+      mTracks(iSession.mTracks.size()),
+      mNoteEnds(mTracks.size()),
+      mBlockSize(iOptions.mBlockSize),
+      mEnd(Clamped(iOptions.mEnd.value_or(mSchedule.GetEnd()))),
+      mPosition(Clamped(iOptions.mStart))
+{
+    if (mBlockSize < 1)
+        throw std::invalid_argument("a block has to have samples");
+    MakePlan(iOptions);
+    for (std::size_t i = 0; i < mTracks.size(); ++i)
+    {
+        Track& track = mTracks[i];
+        track.mSourceP = &iSession.mTracks[i];
+        const bool isMPE = track.mSourceP->mMPEMembers > 0;
+        track.mLanesP = std::make_unique<MdidHost_PlayLanes>(mMaps, isMPE);
+        track.mTargetLanesP = std::make_unique<MdidHost_PlayLanes>(mMaps, isMPE);
+    }
+    BuildNoteIndexes();
+    MakePool();
+}
+
+MdidHost_PlayEngine::~MdidHost_PlayEngine()
+{
+    for (Track& track : mTracks)
+        track.mNotes.Clear();
+    Mdie_NoteInProgress::SetAllocator(nullptr);
+}
+
+void MdidHost_PlayEngine::MakePlan(const MdidHost_PlayOptions& iOptions)
+{
+    for (const auto& jump : iOptions.mJumps)
+        mPlan.push_back({Clamped(jump.mAt), Clamped(jump.mTo), 1, false});
+    for (const auto& loop : iOptions.mLoops)
+    {
+        if (loop.mStart >= loop.mEnd || loop.mRounds < 1)
+            throw std::invalid_argument("a loop has to have a length and rounds");
+        mPlan.push_back({Clamped(loop.mEnd), Clamped(loop.mStart), loop.mRounds - 1, true});
+    }
+}
+
+// At a jump there are at most the notes of both positions, and those of one track's new state twice.
+void MdidHost_PlayEngine::MakePool()
+{
+    constexpr std::size_t kStates = 3;
+    const auto count = static_cast<std::uint32_t>(std::max<std::size_t>(kStates * mSchedule.GetMaxNotes(), 1));
+    const Mem2_MasterAllocator::SizeClass sizeClass{sizeof(Mdie_NoteInProgress), count};
+    mPoolP = std::make_unique<Mem2_MasterAllocator>(std::span(&sizeClass, 1));
+    mNoteMessages.resize(count); // touched, too
+    mNoteMessages.clear();
+    Mdie_NoteInProgress::SetAllocator(mPoolP.get());
+}
+
+// The first query after an edit takes memory.
+void MdidHost_PlayEngine::BuildNoteIndexes() const
+{
+    for (const Track& track : mTracks)
+        if (const Mdid_Chunk* const chunkP = track.mSourceP->mChunk.Get())
+            static_cast<void>(chunkP->GetNoteList()->GetSustainingNotes({mPosition, Time_EType::kSample}).empty());
+}
+
+bool MdidHost_PlayEngine::Render(MdidHost_PlaySink& ioSink)
+{
+    ForgetUnsent();
+    if (!mIsRolling)
+    {
+        mPosition = mRequestedJump.value_or(mPosition);
+        mRequestedJump.reset();
+        if (mPosition >= mEnd)
+            return false;
+        Start(ioSink);
+    }
+    ApplyMutes(false, ioSink);
+    if (mRequestedJump)
+        GoTo(*mRequestedJump, ioSink);
+    mRequestedJump.reset();
+    ApplyMutes(true, ioSink);
+    mAreMutesChanged = false;
+
+    for (std::int64_t left = mBlockSize;;)
+    {
+        while (PlannedJump* const jumpP = left > 0 ? FindJump() : nullptr)
+        {
+            --jumpP->mNumLeft;
+            GoTo(jumpP->mTo, ioSink);
+        }
+        const bool isAtEnd = mPosition >= mEnd && FindJump() == nullptr;
+        if (isAtEnd)
+            Stop(ioSink);
+        if (isAtEnd || left == 0)
+            return true;
+        const std::int64_t next = FindNextJump(std::min(mPosition + left, mEnd));
+        left -= next - mPosition;
+        RenderUpTo(next, ioSink);
+    }
+}
+
+void MdidHost_PlayEngine::Jump(std::int64_t iSample)
+{
+    mRequestedJump = Clamped(iSample);
+}
+
+void MdidHost_PlayEngine::SetMuted(std::size_t iTrack, bool iIsMuted)
+{
+    if (iTrack >= mTracks.size())
+        return;
+    mTracks[iTrack].mIsMuted = iIsMuted;
+    mAreMutesChanged = true;
+}
+
+void MdidHost_PlayEngine::SetSolo(std::size_t iTrack, bool iIsSolo)
+{
+    if (iTrack >= mTracks.size())
+        return;
+    mTracks[iTrack].mIsSolo = iIsSolo;
+    mAreMutesChanged = true;
+}
+
+bool MdidHost_PlayEngine::IsToBeHeard(const Track& iTrack) const
+{
+    return !iTrack.mIsMuted && (iTrack.mIsSolo || std::ranges::none_of(mTracks, &Track::mIsSolo));
+}
+
+// Those that fall silent before a jump, those that are heard again behind it.
+void MdidHost_PlayEngine::ApplyMutes(bool iIsHeard, MdidHost_PlaySink& ioSink)
+{
+    if (!mAreMutesChanged)
+        return;
+    for (std::size_t i = 0; i < mTracks.size(); ++i)
+    {
+        Track& track = mTracks[i];
+        if (track.mIsHeard == iIsHeard || IsToBeHeard(track) != iIsHeard)
+            continue;
+        if (iIsHeard)
+            Unmute(i, ioSink);
+        else
+        {
+            SilenceTrack(i, ioSink);
+            track.mIsHeard = false;
+        }
+    }
+}
+
+// What ends at the position has ended in silence.
+void MdidHost_PlayEngine::Unmute(std::size_t iTrack, MdidHost_PlaySink& ioSink)
+{
+    Track& track = mTracks[iTrack];
+    CollectNoteOffs(iTrack, mPosition);
+    mNoteMessages.clear();
+    track.mIsHeard = true;
+    track.mLanesP->Prepare(mOrder);
+    SendLanes(iTrack, false, ioSink);
+    SendNoteOns(iTrack, ioSink);
+}
+
+void MdidHost_PlayEngine::Start(MdidHost_PlaySink& ioSink)
+{
+    mIsRolling = true;
+    mHasPlayedHere = false;
+    mNextP = mSchedule.FindFirst(mPosition);
+    for (std::size_t i = 0; i < mTracks.size(); ++i)
+    {
+        Track& track = mTracks[i];
+        track.mIsHeard = IsToBeHeard(track);
+        track.mLanesP->Chase(mSchedule.GetChaseLanes(i), mPosition);
+        AddSoundingNotes(i, track.mNotes);
+        UpdateNoteEnd(i);
+        if (!track.mIsHeard)
+            continue;
+        track.mLanesP->Prepare(mOrder);
+        SendLanes(i, false, ioSink);
+        SendNoteOns(i, ioSink);
+    }
+}
+
+void MdidHost_PlayEngine::Stop(MdidHost_PlaySink& ioSink)
+{
+    if (!mIsRolling)
+        return;
+    ForgetUnsent();
+    mIsRolling = false;
+    for (std::size_t i = 0; i < mTracks.size(); ++i)
+    {
+        Track& track = mTracks[i];
+        if (track.mIsHeard)
+            SilenceTrack(i, ioSink);
+        track.mNotes.Clear();
+        track.mLanesP->Clear();
+        mNoteEnds.Set(i, MdidHost_PlayNoteEnds::kNever);
+    }
+}
+
+void MdidHost_PlayEngine::GoTo(std::int64_t iSample, MdidHost_PlaySink& ioSink)
+{
+    mPosition = iSample;
+    mHasPlayedHere = false;
+    mNextP = mSchedule.FindFirst(mPosition);
+    for (std::size_t i = 0; i < mTracks.size(); ++i)
+        MoveTrack(i, ioSink);
+}
+
+void MdidHost_PlayEngine::MoveTrack(std::size_t iTrack, MdidHost_PlaySink& ioSink)
+{
+    Track& track = mTracks[iTrack];
+    track.mTargetLanesP->Chase(mSchedule.GetChaseLanes(iTrack), mPosition);
+    if (track.mIsHeard)
+    {
+        track.mTargetLanesP->MoveFrom(*track.mLanesP, mOrder);
+        track.mLanesP.swap(track.mTargetLanesP);
+        SendLanes(iTrack, false, ioSink);
+    }
+    else
+        track.mLanesP->TakeOver(*track.mTargetLanesP);
+
+    Mdie_TrackState notes;
+    AddSoundingNotes(iTrack, notes);
+    TransitionReceiver receiver(*this, iTrack, ioSink);
+    const Mdie_ChaseSpec spec{1, Mdie_TrackState::kPlainMIDI, {mPosition, Time_EType::kSample}};
+    track.mNotes.ComputeTransitionToNewState(&notes, track.mIsHeard ? &receiver : nullptr, spec, true);
+    UpdateNoteEnd(iTrack);
+}
+
+// Those that began at an earlier sample and end at a later one.
+void MdidHost_PlayEngine::AddSoundingNotes(std::size_t iTrack, Mdie_TrackState& ioNotes) const
+{
+    const Mdid_Chunk* const chunkP = mTracks[iTrack].mSourceP->mChunk.Get();
+    if (chunkP == nullptr)
+        return;
+    const Time_Typed lastSample(mPosition - 1, Time_EType::kSample);
+    for (const Note& note : chunkP->GetNoteList()->GetSustainingNotes({mPosition, Time_EType::kSample}))
+    {
+        if (note.GetTime() > lastSample)
+            continue; // it is still to come
+        if (const auto event = mSchedule.MakeNote(iTrack, note))
+            ioNotes.ReceiveEvent(Mdie_TimedEvent(note.GetTime(), *event), note.GetPerNoteControllers());
+    }
+}
+
+MdidHost_PlayEngine::PlannedJump* MdidHost_PlayEngine::FindJump()
+{
+    const auto isDue = [this](const PlannedJump& iJump)
+    { return iJump.mAt == mPosition && iJump.mNumLeft > 0 && (!iJump.mIsLoop || mHasPlayedHere); };
+    const auto found = std::ranges::find_if(mPlan, isDue);
+    return found == mPlan.end() ? nullptr : &*found;
+}
+
+std::int64_t MdidHost_PlayEngine::FindNextJump(std::int64_t iBefore) const
+{
+    std::int64_t next = iBefore;
+    for (const PlannedJump& jump : mPlan)
+        if (jump.mNumLeft > 0 && jump.mAt > mPosition)
+            next = std::min(next, jump.mAt);
+    return next;
+}
+
+void MdidHost_PlayEngine::RenderUpTo(std::int64_t iSample, MdidHost_PlaySink& ioSink)
+{
+    const Item* const endP = mSchedule.GetItems().data() + mSchedule.GetItems().size();
+    for (;;)
+    {
+        const std::int64_t next =
+            mNextP == endP ? mNoteEnds.GetEarliest() : std::min(mNextP->mSample, mNoteEnds.GetEarliest());
+        if (next >= iSample)
+            break;
+        RenderSample(next, ioSink);
+    }
+    mElapsed += iSample - mPosition;
+    mPosition = iSample;
+    mHasPlayedHere = true;
+}
+
+void MdidHost_PlayEngine::RenderSample(std::int64_t iSample, MdidHost_PlaySink& ioSink)
+{
+    static const int sNoteOffPriority = Mdid_NoteOffEvent(0, 0, 0).GetPlaybackPriority();
+    const Item* const endP = mSchedule.GetItems().data() + mSchedule.GetItems().size();
+    const auto isNext = [&] { return mNextP != endP && mNextP->mSample == iSample; };
+    while (isNext() && mNextP->mPriority < sNoteOffPriority)
+        Play(*mNextP++, ioSink);
+    SendDueNoteOffs(iSample, ioSink);
+    while (isNext())
+        Play(*mNextP++, ioSink);
+    SendDueNoteOffs(iSample, ioSink); // of notes that have just begun
+}
+
+void MdidHost_PlayEngine::Play(const Item& iItem, MdidHost_PlaySink& ioSink)
+{
+    if (iItem.mKind == Item::kNote)
+        return PlayNote(iItem, ioSink);
+    const auto index = static_cast<std::size_t>(iItem.mTrack);
+    const Track& track = mTracks[index];
+    if (iItem.mKind == Item::kLane)
+    {
+        const Mdie_SubStream& key = mSchedule.GetKey(iItem.mLane);
+        track.mLanesP->Track(key, iItem.mValue, iItem.mChannel);
+        if (track.mIsHeard)
+            Send(iItem.mSample, index, MdidHost_PlayedEvent::kEvent, key.MakeEvent(iItem.mValue, iItem.mChannel),
+                 ioSink);
+    }
+    else if (track.mIsHeard)
+        Send(iItem.mSample, index, MdidHost_PlayedEvent::kEvent, iItem.mSourceP->GetEvent(), ioSink);
+}
+
+void MdidHost_PlayEngine::PlayNote(const Item& iItem, MdidHost_PlaySink& ioSink)
+{
+    const auto index = static_cast<std::size_t>(iItem.mTrack);
+    const auto& note = static_cast<const Note&>(*iItem.mSourceP);
+    const auto event = mSchedule.MakeNote(index, note);
+    if (!event)
+        return;
+    Track& track = mTracks[index];
+    track.mNotes.ReceiveEvent(Mdie_TimedEvent(iItem.mTime, *event), note.GetPerNoteControllers());
+    UpdateNoteEnd(index);
+    if (track.mIsHeard)
+        Send(iItem.mSample, index, MdidHost_PlayedEvent::kEvent,
+             Mdid_NoteOnEvent(event->GetChannel(), event->GetPitch(), event->GetVelocity()), ioSink);
+}
+
+// Ends the notes of a track that end up to a sample.
+void MdidHost_PlayEngine::CollectNoteOffs(std::size_t iTrack, std::int64_t iLastSample)
+{
+    Mdie_TrackState& notes = mTracks[iTrack].mNotes;
+    const Mdie_NoteInProgress* noteP = nullptr;
+    while ((noteP = notes.NextNoteOff()) != nullptr &&
+           MdidHost_PlaySchedule::SampleOf(noteP->mReleaseTime) <= iLastSample)
+    {
+        mNoteMessages.push_back(
+            {noteP->mReleaseTime, iTrack, mNoteMessages.size(), noteP->mChannel, noteP->mPitch, noteP->mOffVelocity});
+        notes.PopNoteOff();
+    }
+    UpdateNoteEnd(iTrack);
+}
+
+void MdidHost_PlayEngine::SendDueNoteOffs(std::int64_t iSample, MdidHost_PlaySink& ioSink)
+{
+    while (mNoteEnds.GetEarliest() <= iSample)
+        CollectNoteOffs(mNoteEnds.GetTrack(), iSample);
+    SendCollectedNotes(iSample, Mdid_Event::kNoteOff, MdidHost_PlayedEvent::kNoteOff, ioSink);
+}
+
+void MdidHost_PlayEngine::SendNoteOns(std::size_t iTrack, MdidHost_PlaySink& ioSink)
+{
+    for (const Mdie_NoteInProgress* noteP = mTracks[iTrack].mNotes.NextNoteOff(); noteP != nullptr;
+         noteP = noteP->GetNext())
+        mNoteMessages.push_back(
+            {noteP->mStartTime, iTrack, mNoteMessages.size(), noteP->mChannel, noteP->mPitch, noteP->mVelocity});
+    SendCollectedNotes(mPosition, Mdid_Event::kNoteOn, MdidHost_PlayedEvent::kChase, ioSink);
+}
+
+void MdidHost_PlayEngine::SendCollectedNotes(std::int64_t iSample, Mdid_Event::Type iType, Why iWhy,
+                                             MdidHost_PlaySink& ioSink)
+{
+    std::ranges::sort(mNoteMessages, GoesBefore);
+    for (const NoteMessage& message : mNoteMessages)
+    {
+        if (!mTracks[message.mTrack].mIsHeard)
+            continue;
+        if (iType == Mdid_Event::kNoteOn)
+            Send(iSample, message.mTrack, iWhy, Mdid_NoteOnEvent(message.mChannel, message.mPitch, message.mVelocity),
+                 ioSink);
+        else
+            Send(iSample, message.mTrack, iWhy, Mdid_NoteOffEvent(message.mChannel, message.mPitch, message.mVelocity),
+                 ioSink);
+    }
+    mNoteMessages.clear();
+}
+
+// Its notes are ended, and its lanes released; what it would sound like is kept.
+void MdidHost_PlayEngine::SilenceTrack(std::size_t iTrack, MdidHost_PlaySink& ioSink)
+{
+    const Track& track = mTracks[iTrack];
+    for (const Mdie_NoteInProgress* noteP = track.mNotes.NextNoteOff(); noteP != nullptr; noteP = noteP->GetNext())
+        mNoteMessages.push_back(
+            {noteP->mReleaseTime, iTrack, mNoteMessages.size(), noteP->mChannel, noteP->mPitch, noteP->mOffVelocity});
+    SendCollectedNotes(mPosition, Mdid_Event::kNoteOff, MdidHost_PlayedEvent::kNoteOff, ioSink);
+    track.mLanesP->Mute(mOrder);
+    SendLanes(iTrack, true, ioSink);
+}
+
+// What a jump sends of a lane that is not active there any more is its release.
+void MdidHost_PlayEngine::SendLanes(std::size_t iTrack, bool iIsRelease, MdidHost_PlaySink& ioSink)
+{
+    const Track& track = mTracks[iTrack];
+    for (const MdidHost_PlayOrder::Sent& sent : mOrder.Sort(track.mLanesP->GetSelections()))
+    {
+        const bool isRelease = iIsRelease || !track.mLanesP->IsActive(sent.mEvent);
+        Mdid_Event event = sent.mEvent;
+        if (track.mSourceP->mMPEMembers == 0)
+            event.SetChannel(static_cast<signed char>(track.mSourceP->mChannel & 0x0F));
+        Send(mPosition, iTrack, isRelease ? MdidHost_PlayedEvent::kRelease : MdidHost_PlayedEvent::kChase, event,
+             ioSink);
+    }
+    mOrder.Clear();
+}
+
+void MdidHost_PlayEngine::Send(std::int64_t iSample, std::size_t iTrack, Why iWhy, const Mdid_Event& iEvent,
+                               MdidHost_PlaySink& ioSink) const
+{
+    ioSink.Receive({iSample, static_cast<int>(iTrack), iWhy, iEvent, mElapsed + (iSample - mPosition)});
+}
+
+// Left behind by a sink that threw.
+void MdidHost_PlayEngine::ForgetUnsent()
+{
+    mOrder.Clear();
+    mNoteMessages.clear();
+}
+
+void MdidHost_PlayEngine::UpdateNoteEnd(std::size_t iTrack)
+{
+    const Mdie_NoteInProgress* const noteP = mTracks[iTrack].mNotes.NextNoteOff();
+    mNoteEnds.Set(iTrack, noteP == nullptr ? MdidHost_PlayNoteEnds::kNever
+                                           : MdidHost_PlaySchedule::SampleOf(noteP->mReleaseTime));
+}
