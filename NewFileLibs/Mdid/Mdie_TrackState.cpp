@@ -242,7 +242,7 @@ void Mdie_TrackState::RestoreOrder() noexcept
         }
         tailP->mNextP = nextP->mNextP;
         Mdie_NoteInProgress** linkPP = &mHeadP;
-        while ((*linkPP)->mReleaseTime <= nextP->mReleaseTime)
+        while (*linkPP != nullptr && (*linkPP)->mReleaseTime <= nextP->mReleaseTime)
             linkPP = &(*linkPP)->mNextP;
         nextP->mNextP = std::exchange(*linkPP, nextP);
     }
