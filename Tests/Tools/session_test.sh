@@ -9,7 +9,7 @@ set -u
 has() { grep -Eqx -- "$1" out || fail "no line '$1'"; }
 
 # Help: an example each. Wrong usage: 2 and nothing on standard output, before or after the session is read.
-for command in check import show events notes csv dump xml diff export edit clip roll; do
+for command in check import show events notes csv dump xml diff export edit clip roll play chase scrub; do
     run 0 $command --help
     grep -q "^Example: mdid $command " out || fail "no example in the help of mdid $command"
     run 2 $command
@@ -25,7 +25,10 @@ for arguments in "import $song" "import $song -o -" "show $song --track 1" "even
     "clip $song -o a --from 3 --to 3" "clip $song -o a --from 3 --to x" "clip $song --from 1 --to 2" \
     "clip $song -o - --from 1 --to 2" "clip $song --widen" "clip $song -o a --widen --from 1 --to 2" \
     "roll $song" "roll $song -o a.gif" "roll $song -o png" "roll $song -o a.png --lanes 7,120" "roll $song -o a.png --lanes 7," \
-    "roll $song -o a.png --from 3 --to 3" "roll $song -o a.png --track 8" "roll $song -o a.png --width 1"; do
+    "roll $song -o a.png --from 3 --to 3" "roll $song -o a.png --track 8" "roll $song -o a.png --width 1" \
+    "chase $song --at x" "chase $song --at 1 --track 8" "play $song --from 3 --to 3" "play $song --loop 3..3" \
+    "play $song --rounds 2" "play $song --jump 3" "play $song --mute 8" "play $song --format csv" \
+    "play $song -o - --format json" "scrub $song --path 1,,2" "scrub $song --path 1 --track 8"; do
     # shellcheck disable=SC2086 # words
     run 2 $arguments
     is "lines on standard output of mdid $arguments" "$(lines out)" 0
@@ -41,7 +44,7 @@ is "what wrong usage leaves" "$(echo ./*)" './err ./out'
 printf 'no MIDI file' >bad.mid
 mkdir folder
 for command in show events csv xml dump 'export -o x.mid' 'import -o x' 'edit --undo --shift 1t' \
-    'notes --sounding 1' 'clip --widen -o x' 'roll -o x.png' "diff $song"; do
+    'notes --sounding 1' 'clip --widen -o x' 'roll -o x.png' play 'chase --at 1' 'scrub --path 1' "diff $song"; do
     for file in missing.mid bad.mid folder; do
         # shellcheck disable=SC2086 # words
         run 1 $command $file
@@ -140,6 +143,19 @@ run 1 roll song.mdid -o missing/roll.png
 grep -q missing/roll.png err || fail "no name of a picture that cannot be written"
 run 1 roll song.mdid -o long.png --to 36000sec
 is "what is left of a picture that is too long" "$(echo long*)" 'long*'
+
+# Play from the middle: three notes sound there. Rounds and jumps follow one another in a file.
+run 0 chase song.mdid --at 557566s --track 6 --format json
+has '\{"sample":557566,"us":11615958,"track":6,"channel":4,"why":"chase","bytes":"94 37 34"\}'
+is "what is chased" "$(lines out)" 11
+run 0 play song.mdid --from 214957s --to 280000s --loop 214957s..240000s --jump 260000s..262000s --mute 2 \
+    -o played.mid --format json
+is "reasons" "$(sed 's/.*"why":"//; s/".*//' out | sort -u | tr '\n' ' ')" 'chase event noteOff release transition '
+is "events of a muted track" "$(grep -c '"track":2,' out)" 0
+run 0 csv played.mid
+has "7, $((280000 - 214957 + 2 * (240000 - 214957) - 2000)), End_track"
+run 0 scrub song.mdid --path 0s,end,0s --format json
+is "what is passed on the way there and back" "$(grep -c forward out)" "$(grep -c backward out)"
 
 # Of the bends of a note (at 0, 20, 30 and 50 of 80 ticks) a clip plays the one in force at its start, and those in it.
 hex() { for byte in "$@"; do printf "\\$(printf %o "0x$byte")"; done; }

@@ -144,3 +144,4 @@ void AddSessionCommands(CLI::App& ioProgram, Commands& ioCommands);  // show, ev
 void AddEditCommand(CLI::App& ioProgram, Commands& ioCommands);      // edit
 void AddNoteCommands(CLI::App& ioProgram, Commands& ioCommands);     // notes, clip
 void AddRollCommand(CLI::App& ioProgram, Commands& ioCommands);      // roll
+void AddPlayCommands(CLI::App& ioProgram, Commands& ioCommands);     // chase, play, scrub

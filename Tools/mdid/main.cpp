@@ -28,6 +28,7 @@ int Run(int iArgc, char** iArgv)
     AddEditCommand(app, commands);
     AddNoteCommands(app, commands);
     AddRollCommand(app, commands);
+    AddPlayCommands(app, commands);
     try
     {
         app.parse(iArgc, iArgv);
