@@ -113,7 +113,7 @@ public:
     void Write(Cmn_OutStream& ioStream)
     {
         const std::vector<Group> groups = GroupTracks();
-        WriteHeader(groups.size(), ioStream);
+        MdidHost_ExportTrackWriter::WriteFileHeader(mFormat, groups.size(), mDivision.AsHeaderField(), ioStream);
         if (mSession.mFormat == 2)
             AddLoss("sequences that stood for themselves, now side by side", std::ssize(groups));
         for (std::size_t i = 0; i < groups.size(); ++i)
@@ -128,7 +128,6 @@ private:
     }
 
     std::vector<Group> GroupTracks();
-    void WriteHeader(std::size_t iNumTracks, Cmn_OutStream& ioStream) const;
     void WriteTrack(const Group& iGroup, bool iIsFirst, Cmn_OutStream& ioStream);
     void AddTexts(const Group& iGroup, MdidHost_ExportTrackEvents& ioEvents);
     void AddOneText(const Group& iGroup, std::string MdidHost_Track::*iTextP, unsigned char iType, const char* iLoss,
@@ -179,15 +178,6 @@ std::vector<Group> Exporter::GroupTracks()
     if (std::ssize(groups) > kMaxTracks)
         throw std::runtime_error("more tracks than a MIDI file can say");
     return groups;
-}
-
-void Exporter::WriteHeader(std::size_t iNumTracks, Cmn_OutStream& ioStream) const
-{
-    const int division = mDivision.AsHeaderField();
-    const auto numTracks = static_cast<int>(iNumTracks);
-    const std::string header =
-        "MThd" + BytesOf({0, 0, 0, 6, 0, mFormat, numTracks >> 8, numTracks & 0xFF, division >> 8, division & 0xFF});
-    ioStream.WriteBlock(header.data(), header.size());
 }
 
 void Exporter::WriteTrack(const Group& iGroup, bool iIsFirst, Cmn_OutStream& ioStream)

@@ -16,6 +16,28 @@ constexpr std::size_t kMaxEventHeader = 16;
 
 } // namespace
 
+void MdidHost_ExportTrackWriter::WriteFileHeader(int iFormat, std::size_t iNumTracks, std::uint16_t iDivision,
+                                                 Cmn_OutStream& ioStream)
+{
+    const auto high = [](std::size_t i) { return static_cast<unsigned char>(i >> 8); };
+    const auto low = [](std::size_t i) { return static_cast<unsigned char>(i & 0xFF); };
+    const std::array<unsigned char, 14> header = {'M',
+                                                  'T',
+                                                  'h',
+                                                  'd',
+                                                  0,
+                                                  0,
+                                                  0,
+                                                  6,
+                                                  0,
+                                                  static_cast<unsigned char>(iFormat),
+                                                  high(iNumTracks),
+                                                  low(iNumTracks),
+                                                  high(iDivision),
+                                                  low(iDivision)};
+    ioStream.WriteBlock(header.data(), header.size());
+}
+
 void MdidHost_ExportTrackWriter::AddMessage(std::int64_t iTick, unsigned char iStatus, Bytes iData)
 {
     CheckRoom(iData.size());

@@ -2,6 +2,7 @@
 
 #include "CFnd/Cmn_OutStream.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 
@@ -17,6 +18,9 @@ public:
 
     // What a variable-length quantity can say: the longest delta time, and the longest data of one event.
     static constexpr std::int64_t kMaxQuantity = 0x0FFFFFFF;
+
+    // The header of the file, before its tracks. iDivision: as MdidHost_Division::AsHeaderField has it.
+    static void WriteFileHeader(int iFormat, std::size_t iNumTracks, std::uint16_t iDivision, Cmn_OutStream& ioStream);
 
     // A channel message.
     void AddMessage(std::int64_t iTick, unsigned char iStatus, Bytes iData);

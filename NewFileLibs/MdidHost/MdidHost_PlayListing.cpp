@@ -152,13 +152,7 @@ void MdidHost_PlayedFile::Receive(const MdidHost_PlayedEvent& iEvent)
 
 void MdidHost_PlayedFile::Write(Cmn_OutStream& ioStream)
 {
-    const auto high = [](std::size_t i) { return static_cast<unsigned char>(i >> 8); };
-    const auto low = [](std::size_t i) { return static_cast<unsigned char>(i & 0xFF); };
-    const std::size_t count = mTracks.size();
-    const auto division = static_cast<std::size_t>(mTicksPerQuarter);
-    const std::array<unsigned char, 14> header = {
-        'M', 'T', 'h', 'd', 0, 0, 0, 6, 0, 1, high(count), low(count), high(division), low(division)};
-    ioStream.WriteBlock(header.data(), header.size());
+    Writer::WriteFileHeader(1, mTracks.size(), static_cast<std::uint16_t>(mTicksPerQuarter), ioStream);
     for (Writer& track : mTracks)
         track.Finish(mLastTick, ioStream);
 }
