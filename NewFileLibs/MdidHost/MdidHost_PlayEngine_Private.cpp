@@ -57,7 +57,7 @@ MdidHost_PlayEngine::MdidHost_PlayEngine(const MdidHost_Session& iSession, const
     : mSchedule(iSession, iOptions.mFilter),
       mTracks(iSession.mTracks.size()),
       mNoteEnds(mTracks.size()),
-      mBlockSize(iOptions.mBlockSize),
+      mBlockSize(Clamped(iOptions.mBlockSize)),
       mEnd(Clamped(iOptions.mEnd.value_or(mSchedule.GetEnd()))),
       mPosition(Clamped(iOptions.mStart))
 {

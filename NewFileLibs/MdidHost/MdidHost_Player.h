@@ -65,7 +65,7 @@ struct MdidHost_PlayOptions
         int mRounds = 3;
     };
 
-    int mBlockSize = 512; // in samples
+    std::int64_t mBlockSize = 512; // in samples
     std::int64_t mStart = 0;
     std::optional<std::int64_t> mEnd;             // exclusive; none: behind everything
     std::vector<Jump> mJumps;                     // of those at one sample the first that is left, and before loops

@@ -169,7 +169,7 @@ private:
     MdidHost_PlayOptions ParseOptions(const MdidHost_MusicalTime& iTimes) const
     {
         MdidHost_PlayOptions options;
-        options.mBlockSize = std::numeric_limits<int>::max(); // silence of hours is soon over
+        options.mBlockSize = std::numeric_limits<std::int64_t>::max(); // all at once
         if (mFrom)
             options.mStart = ParseSample(iTimes, "--from", *mFrom);
         if (mTo)
