@@ -14,6 +14,8 @@ enum class Time_EType : std::int8_t
     kMicrosecond = 2,
 };
 
+inline constexpr Time_EType kTime_AllKinds[] = {Time_EType::kSample, Time_EType::kTick, Time_EType::kMicrosecond};
+
 // A count and its kind in 64 bits, in the form in which they are saved: (count << 2) | kind.
 // Counts reach from kMinCount to kMaxCount, and everything saturates there.
 class Time_Packed

@@ -3,6 +3,7 @@
 #include "CFnd/Cmn_Assert.h"
 #include "MFnd/Time_Convert.h"
 #include "MFnd/Time_Globals.h"
+#include "Mdid/Mdi_Controller.h"
 #include "Mdid/Mdid_ChunkRef.h"
 #include "Mdid/Mdid_PerNoteControllerList.h"
 
@@ -22,9 +23,6 @@ constexpr Time_SampleLength kLongNoteInSamples(96'000);
 constexpr Time_TypedLength kLongNoteInMicroseconds(2'000'000, Time_EType::kMicrosecond);
 
 constexpr std::ptrdiff_t kLastPlace = std::numeric_limits<std::uint16_t>::max();
-
-constexpr int kFirstController = 1;
-constexpr int kLastController = 119;
 
 // Where the lanes of one index are told from one another by their keys' ==, as they are in a list of one stream type.
 bool IsUniqueByEquality(Mdie_SubStream::EStreamType iStreamType)
@@ -364,7 +362,7 @@ void Mdid_Chunk::FindMIDIControllersInUse(bool* ioInUse) const
     for (const LanePtr& laneP : *mContinuousListP)
     {
         const int index = laneP ? laneP->GetSubStream().GetDataTypeIndex() : 0;
-        if (index >= kFirstController && index <= kLastController)
+        if (index >= Mdi_Controller::kFirstLane && index <= Mdi_Controller::kLastLane)
             ioInUse[index] = true;
     }
 }

@@ -12,7 +12,6 @@ namespace
 using Note = Mdid_NoteListBase::Note;
 
 constexpr std::size_t kRun = 16; // two cache lines
-constexpr Time_EType kKinds[] = {Time_EType::kSample, Time_EType::kTick, Time_EType::kMicrosecond};
 
 // Beyond all counts, and beyond all thresholds.
 constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::min();
@@ -76,7 +75,7 @@ Mdid_NoteListBase::LongNoteIndex::LongNoteIndex(const Mdid_NoteListBase& iList)
 {
     FindKinds(iList.mNotes);
     FindPositions(iList.mNotes, mLongNoteListP->mNotes);
-    for (const Time_EType kind : kKinds)
+    for (const Time_EType kind : kTime_AllKinds)
     {
         std::vector<std::int64_t> ends(Size());
         std::ranges::transform(mPositions, ends.begin(),
@@ -95,7 +94,7 @@ bool Mdid_NoteListBase::LongNoteIndex::IsOf(const Mdid_NoteListBase& iList) cons
 Mdid_NoteListBase::LongNoteIndex::Thresholds Mdid_NoteListBase::LongNoteIndex::GetThresholds(Time_Typed iTime) const
 {
     Thresholds thresholds{};
-    for (const Time_EType kind : kKinds)
+    for (const Time_EType kind : kTime_AllKinds)
     {
         // The nearest count may be behind the time, and what ends at it as well.
         if (kind == iTime.GetType())
@@ -129,7 +128,7 @@ void Mdid_NoteListBase::LongNoteIndex::FindPositions(const Notes& iNotes, const 
 {
     mPositions.reserve(iLongNotes.size());
     NotePointers notes, longNotes;
-    for (const Time_EType kind : kKinds)
+    for (const Time_EType kind : kTime_AllKinds)
     {
         NotesOfKind allLongNotes(iLongNotes, kind);
         if (!allLongNotes.IsMore())

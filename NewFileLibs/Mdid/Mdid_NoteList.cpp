@@ -3,6 +3,7 @@
 #include "CFnd/Cmn_Assert.h"
 #include "MFnd/Time_Convert.h"
 #include "MFnd/Time_Globals.h"
+#include "Mdid/Mdi_Controller.h"
 #include "Mdid/Mdid_NoteListTrimmedNotesContext.h"
 #include "Mdid/Mdid_PerNoteControllerList.h"
 #include "Mdid/Mdid_SortIfNeeded_Private.h"
@@ -15,9 +16,6 @@ namespace
 {
 
 using Note = Mdid_NoteListBase::Note;
-
-constexpr int kFirstController = 1;
-constexpr int kLastController = 119;
 
 bool HavePerNoteControllers(const std::vector<Note>& iNotes)
 {
@@ -45,7 +43,7 @@ void Mdid_NoteListBase::FindPerNoteControllersInUse(bool* ioInUse) const
             continue;
         for (const Mdid_PerNoteDataStream& lane : *note.GetPerNoteControllers())
             if (const int index = lane.GetSubStream().GetDataTypeIndex();
-                index >= kFirstController && index <= kLastController)
+                index >= Mdi_Controller::kFirstLane && index <= Mdi_Controller::kLastLane)
                 ioInUse[index] = true;
     }
 }

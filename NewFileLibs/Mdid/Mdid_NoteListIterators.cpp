@@ -10,15 +10,13 @@
 namespace
 {
 
-constexpr Time_EType kKinds[] = {Time_EType::kSample, Time_EType::kTick, Time_EType::kMicrosecond};
-
 // How far back a search without a long-note list goes.
 Time_Typed GetLookBackTime(const Mdid_NoteListBase& iList, Time_Typed iTime)
 {
     const Time_EType ownKind = iTime.GetType();
     const auto threshold = [&](Time_EType iKind) { return iList.GetLongNoteDuration(iKind); };
     Time_Typed earliest = iTime - threshold(ownKind);
-    for (const Time_EType kind : kKinds)
+    for (const Time_EType kind : kTime_AllKinds)
         if (kind != ownKind && threshold(kind).AsInt64() > 0)
             earliest = std::min(earliest, iTime - threshold(kind));
     // A note of the threshold less one that ends one behind the time starts two later than this.
@@ -33,15 +31,15 @@ Time_Typed GetSafeLookBackTime(const Mdid_NoteListBase& iList, Time_Typed iTime,
 {
     const Time_EType ownKind = iTime.GetType();
     const auto isOther = [&](Time_EType iKind) { return iKind != ownKind && iHasKind(iKind); };
-    if (std::ranges::none_of(kKinds, isOther))
+    if (std::ranges::none_of(kTime_AllKinds, isOther))
         return iTime - (iList.GetLongNoteDuration(ownKind) - Time_TypedLength(2, ownKind));
 
     Time_Typed from = iTime - Time_TypedLength(2, ownKind);
-    for (const Time_EType kind : kKinds)
+    for (const Time_EType kind : kTime_AllKinds)
         if (isOther(kind))
             from -= Time_TypedLength(1, kind);
     Time_Typed earliest = from;
-    for (const Time_EType kind : kKinds)
+    for (const Time_EType kind : kTime_AllKinds)
         if (iHasKind(kind))
             earliest = std::min(earliest, from - iList.GetLongNoteDuration(kind));
     return earliest - Time_TypedLength(1, ownKind);

@@ -388,7 +388,7 @@ const Mdid_NoteListBase::Note* Mdid_NoteListBase::FindNoteForLane(const Mdie_Tim
             IndexNoteOns();
         const Time_EType ownKind = iNoteOn.GetTime().GetType();
         const Note* noteP = FindIndexedNote(iNoteOn, ownKind, iLane);
-        for (const Time_EType kind : {Time_EType::kSample, Time_EType::kTick, Time_EType::kMicrosecond})
+        for (const Time_EType kind : kTime_AllKinds)
             noteP = noteP || kind == ownKind ? noteP : FindIndexedNote(iNoteOn, kind, iLane);
         return noteP;
     }

@@ -5,8 +5,6 @@
 namespace
 {
 
-constexpr int kFirstController = 1;
-constexpr int kLastController = 119;
 constexpr int kSustain = 64;
 
 // The lines that reports of a lane appended twice have always named.
@@ -19,7 +17,7 @@ Mdie_ChaseTrackerMap::Mdie_ChaseTrackerMap()
 {
     ForgetLanes();
     mEntries.reserve(mTable.size());
-    for (int controller = kFirstController; controller <= kLastController; ++controller)
+    for (int controller = Mdi_Controller::kFirstLane; controller <= Mdi_Controller::kLastLane; ++controller)
     {
         const Mdie_SubStream lane = Mdie_SubStream::Controller(controller);
         if (controller == kSustain)

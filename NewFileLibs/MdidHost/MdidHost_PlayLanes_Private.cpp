@@ -1,6 +1,7 @@
 #include "MdidHost/MdidHost_PlayLanes_Private.h"
 
 #include "MFnd/Time_Convert.h"
+#include "Mdid/Mdi_Controller.h"
 #include "Mdid/Mdid_EventTypes.h"
 
 #include <algorithm>
@@ -10,31 +11,15 @@ namespace
 {
 
 constexpr int kNumChannels = 16;
-constexpr int kLSBBank = 32;
-constexpr int kDataMSB = 6;
-constexpr int kDataLSB = 38;
-constexpr int kIncrement = 96;
-constexpr int kDecrement = 97;
-constexpr int kFirstNumber = 98; // of a non-registered parameter; two of a registered one follow
-constexpr int kFirstRegistered = 100;
-constexpr int kLastNumber = 101;
 
 using ESelection = MdidHost_PlayLanes::ESelection;
 
-bool IsReleased(const Mdie_SubStream& iKey)
-{
-    Mdid_Event::Type type{};
-    int controller = 0;
-    iKey.GetInfo(type, controller);
-    return type == Mdid_Event::kPitchBend || type == Mdid_Event::kMonoPressure ||
-           (type == Mdid_Event::kController && controller == 64);
-}
-
 ESelection SelectionOf(int iController)
 {
-    if (iController < kFirstNumber || iController > kLastNumber)
+    if (iController < Mdi_Controller::kOtherParameterLSB || iController > Mdi_Controller::kParameterMSB)
         return MdidHost_PlayLanes::kNone;
-    return iController < kFirstRegistered ? MdidHost_PlayLanes::kNonRegistered : MdidHost_PlayLanes::kRegistered;
+    return iController < Mdi_Controller::kParameterLSB ? MdidHost_PlayLanes::kNonRegistered
+                                                       : MdidHost_PlayLanes::kRegistered;
 }
 
 bool IsController(const Mdie_SubStream& iKey)
@@ -58,13 +43,14 @@ enum EPlace
 
 EPlace PlaceOfController(int iController, ESelection iSelection)
 {
-    if (iController == kLSBBank)
+    if (iController == Mdi_Controller::kBankLSB)
         return kBank;
     if (const ESelection selection = SelectionOf(iController); selection != MdidHost_PlayLanes::kNone)
         return selection == iSelection ? kSelectedNumber : kOtherNumber;
-    if (iController == kDataMSB || iController == kDataLSB)
+    if (iController == Mdi_Controller::kDataEntryMSB || iController == Mdi_Controller::kDataEntryLSB)
         return kData;
-    return iController == kIncrement || iController == kDecrement ? kStep : kController;
+    return iController == Mdi_Controller::kDataIncrement || iController == Mdi_Controller::kDataDecrement ? kStep
+                                                                                                          : kController;
 }
 
 EPlace PlaceOf(const Mdid_Event& iEvent, ESelection iSelection)
@@ -88,7 +74,7 @@ class LatestCounts
 public:
     explicit LatestCounts(Time_Typed iTime)
     {
-        for (const Time_EType kind : {Time_EType::kSample, Time_EType::kTick, Time_EType::kMicrosecond})
+        for (const Time_EType kind : kTime_AllKinds)
         {
             const Time_Typed nearest = Time_Convert::ToType(iTime, kind);
             mCounts[static_cast<std::size_t>(kind)] = nearest.AsInt64() - (nearest > iTime ? 1 : 0);
@@ -104,10 +90,12 @@ private:
 
 const std::array<Mdie_SubStream, 6>& ParameterKeys()
 {
-    static const std::array<Mdie_SubStream, 6> keys = {
-        Mdie_SubStream::Controller(kFirstNumber),     Mdie_SubStream::Controller(kFirstNumber + 1),
-        Mdie_SubStream::Controller(kFirstRegistered), Mdie_SubStream::Controller(kLastNumber),
-        Mdie_SubStream::Controller(kDataMSB),         Mdie_SubStream::Controller(kDataLSB)};
+    static const std::array<Mdie_SubStream, 6> keys = {Mdie_SubStream::Controller(Mdi_Controller::kOtherParameterLSB),
+                                                       Mdie_SubStream::Controller(Mdi_Controller::kOtherParameterMSB),
+                                                       Mdie_SubStream::Controller(Mdi_Controller::kParameterLSB),
+                                                       Mdie_SubStream::Controller(Mdi_Controller::kParameterMSB),
+                                                       Mdie_SubStream::Controller(Mdi_Controller::kDataEntryMSB),
+                                                       Mdie_SubStream::Controller(Mdi_Controller::kDataEntryLSB)};
     return keys;
 }
 
@@ -121,15 +109,11 @@ MdidHost_PlayMaps::MdidHost_PlayMaps()
 
     // On a member channel other lanes than those of expression may be played, too.
     mMPEMap.Clear();
-    const auto append = [this](const Mdie_SubStream& iKey)
-    {
-        if (IsReleased(iKey))
-            mMPEMap.AppendReleasingEntry(iKey, 0, true);
-        else
-            mMPEMap.AppendEntry(iKey, true);
-    };
     for (int i = 0; i < mMap.GetNumIndices(); ++i)
-        append(mMap.GetEntrySubStream(i));
+        if (mMap.GetEntryIsReleasing(i))
+            mMPEMap.AppendReleasingEntry(mMap.GetEntrySubStream(i), mMap.GetEntryReleaseValue(i), true);
+        else
+            mMPEMap.AppendEntry(mMap.GetEntrySubStream(i), true);
     mMPEMap.DoneAddingChasingEntries();
     ParameterKeys(); // made here
 }
