@@ -155,8 +155,9 @@ void Mdid_NoteWithDurationExtendedEvent::SetUntrimmedRightDelta(std::int64_t iDe
 
 void Mdid_NoteWithDurationExtendedEvent::ResetUntrimmedDeltas(const Mdid_TrimmedNotesContext* iContextP)
 {
-    if (MatchesContext(iContextP))
-        ClearTrimExtension();
+    ForgetHead(iContextP);
+    ForgetTail(iContextP);
+    ClearTrimExtensionIfEmpty();
 }
 
 bool Mdid_NoteWithDurationExtendedEvent::MatchesContext(const Mdid_TrimmedNotesContext* iContextP) const

@@ -205,6 +205,9 @@ public:
     void SetUntrimmedRightDelta(std::int64_t iDelta, const Mdid_TrimmedNotesContext* iContextP);
     void ResetUntrimmedDeltas(const Mdid_TrimmedNotesContext* iContextP);
 
+    // Whether it starts before the time and ends behind it.
+    bool SoundsAcross(Time_Typed iTime) const;
+
     // Takes away what sounds before iStart, and what sounds from iEnd on, and remembers it: each when the time lies
     // strictly inside the note (for the second: as the first left it), and the context, if there is one, matches.
     // Cuts are to the nearest unit of the note's own kinds; where nothing would be left, there is none. A note without

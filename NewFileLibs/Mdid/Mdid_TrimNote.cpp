@@ -39,12 +39,6 @@ Time_Typed UntrimmedEndOf(const Note& iNote)
     return InKindOfOriginal(iNote, EndOf(iNote)) + iNote.GetUntrimmedRightDelta(nullptr);
 }
 
-bool SoundsAcross(const Note& iNote, Time_Typed iTime)
-{
-    const bool isNote = iNote.IsNoteWithDurationExtendedEvent() && iNote.IsNoteWithDurationEvent();
-    return isNote && iNote.GetTime() < iTime && iTime < iNote.GetEndTime();
-}
-
 // False, and nothing changes, when less than one unit would be left, or more than there are lengths.
 bool SetStartAndDuration(Note& ioNote, Time_Typed iStart, std::int64_t iDuration)
 {
@@ -122,6 +116,12 @@ bool CutWithExtension(Note& ioNote, const Mdid_TrimmedNotesContext* iContextP, C
 
 } // namespace
 
+bool Mdid_NoteWithDurationExtendedEvent::SoundsAcross(Time_Typed iTime) const
+{
+    const bool isNote = IsNoteWithDurationExtendedEvent() && IsNoteWithDurationEvent();
+    return isNote && GetTime() < iTime && iTime < GetEndTime();
+}
+
 void Mdid_NoteWithDurationExtendedEvent::TrimNote(Time_Typed iStart, Time_Typed iEnd,
                                                   const Mdid_TrimmedNotesContext* iContextP)
 {
@@ -135,7 +135,7 @@ void Mdid_NoteWithDurationExtendedEvent::TrimNote(Time_Typed iStart, Time_Typed 
 bool Mdid_NoteWithDurationExtendedEvent::TrimHead(Time_Typed iStart, const Mdid_TrimmedNotesContext* iContextP)
 {
     const Time_Typed start = Time_Convert::ToType(iStart, GetTime().GetType());
-    if (!SoundsAcross(*this, iStart) || start <= GetTime() || !MatchesContext(iContextP))
+    if (!SoundsAcross(iStart) || start <= GetTime() || !MatchesContext(iContextP))
         return false;
     const Time_Typed untrimmed = InKindOfOriginal(*this, GetTime()) + GetUntrimmedLeftDelta(nullptr);
     const auto cut = [&](Mdid_TrimmedNoteExtension& oExtension)
@@ -151,7 +151,7 @@ bool Mdid_NoteWithDurationExtendedEvent::TrimHead(Time_Typed iStart, const Mdid_
 bool Mdid_NoteWithDurationExtendedEvent::TrimTail(Time_Typed iEnd, const Mdid_TrimmedNotesContext* iContextP)
 {
     const Time_Typed end = InKindOfDuration(*this, iEnd);
-    if (!SoundsAcross(*this, iEnd) || end >= EndOf(*this) || !MatchesContext(iContextP))
+    if (!SoundsAcross(iEnd) || end >= EndOf(*this) || !MatchesContext(iContextP))
         return false;
     const Time_Typed untrimmed = UntrimmedEndOf(*this);
     const std::int64_t ofOneKind = GetDuration().AsInt64() + GetUntrimmedRightDelta(nullptr).AsInt64();

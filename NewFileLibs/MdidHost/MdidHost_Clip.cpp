@@ -30,11 +30,6 @@ std::vector<Mdid_Chunk*> ChunksOf(const MdidHost_Session& iSession)
     return chunks;
 }
 
-bool SoundsAcross(const Note& iNote, Time_Typed iTime)
-{
-    return iNote.GetTime() < iTime && iTime < iNote.GetEndTime();
-}
-
 Time_TypedLength OneUnit(Time_EType iKind)
 {
     return {1, iKind};
@@ -74,7 +69,7 @@ private:
     // Nothing does where both edges are snapped to one time.
     bool Sounds(const Note& iNote) const
     {
-        return mFrom < mTo && (IsInside(iNote.GetTime()) || SoundsAcross(iNote, mFrom));
+        return mFrom < mTo && (IsInside(iNote.GetTime()) || iNote.SoundsAcross(mFrom));
     }
 
     void DropNotes()
@@ -84,8 +79,8 @@ private:
         {
             if (!Sounds(note))
                 continue;
-            mCounts.mCutAtStart += SoundsAcross(note, mFrom);
-            mCounts.mCutAtEnd += SoundsAcross(note, mTo);
+            mCounts.mCutAtStart += note.SoundsAcross(mFrom);
+            mCounts.mCutAtEnd += note.SoundsAcross(mTo);
             kept.AddNote(note);
         }
         mCounts.mNotes += static_cast<std::int64_t>(kept.Size());
