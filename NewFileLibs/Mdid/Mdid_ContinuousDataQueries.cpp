@@ -16,11 +16,6 @@ namespace
 constexpr int kPolyPressureFlag = 16;
 constexpr int kAnyEventFlag = 4;
 
-Time_TypedLength OneUnitOf(Time_Typed iTime)
-{
-    return Time_TypedLength(1, iTime.GetType());
-}
-
 // Collects the breakpoints as plain timed events.
 class BasicEventFiler : public Mdid_ContinuousData_OutputIter
 {
@@ -170,12 +165,12 @@ void Mdid_ContinuousDataStreamCore::GetMidiEventsInRange(Mdid_EventListWrapper* 
                                                          Time_EType iType, const Mdid_IRTProperties* iPropsP,
                                                          bool iFlag, int iNumber) const
 {
-    if (iTrackerP != nullptr && HoldsChasedValueAt(iStart, *iTrackerP))
-        iStart += OneUnitOf(iStart);
     const Time_EType type = oWrapperP->IsDisplayList() ? iOffset.GetType() : iType;
     EventFiler filer(*oWrapperP,
                      {mSubStream, iOffset, iClampTime, iWindowStart, iWindowEnd, type, iPropsP, iFlag, iNumber});
-    GetValuesInRange(filer, iStart, iEnd, Time_TypedLength(0, iStart.GetType()));
+    const bool isHeld = iTrackerP != nullptr && HoldsChasedValueAt(iStart, *iTrackerP);
+    for (auto i = isHeld ? UpperBound(iStart) : LowerBound(iStart); i != mSegments.end() && i->mTime < iEnd; ++i)
+        filer.PutValue(i->mTime, i->mValue);
 }
 
 void Mdid_ContinuousDataStreamCore::GetMidiEventsInRange(Mdid_DisplayItemList* oListP, Time_Typed iStart,
@@ -206,7 +201,7 @@ void Mdid_ContinuousDataStreamCore::AccumulateChaseStateAtTime(Mdie_ChaseView* i
 {
     if (!ioTrackerP->IsChasing(mSubStream))
         return;
-    const auto i = LowerBound(iTime + OneUnitOf(iTime));
+    const auto i = UpperBound(iTime);
     if (i != mSegments.begin() && std::prev(i)->mTime >= iEarliest)
         ioTrackerP->SetActiveValueIfLater(mSubStream, std::prev(i)->mValue, std::prev(i)->mTime + iOffset, iIndex);
 }

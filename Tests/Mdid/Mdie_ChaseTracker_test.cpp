@@ -132,15 +132,42 @@ TEST(Mdie_ChaseTracker, ASlotThatIsNotThereIsReportedAndPassedOver)
     Mdie_ChaseTrackerMap map;
     Tracker wide(&map, 16, false), narrow(&map, 1, false), none(nullptr, 3, false);
     wide.TrackEvent(kPedal);
-    wide.ChaseAndRelease(&narrow, nullptr);
+    Receiver receiver;
+    wide.ChaseAndRelease(&narrow, &receiver);
+    EXPECT_EQ(receiver.mSent, (Sent{{64, 0, 127}}));
     EXPECT_EQ(asserts.Take()[2], "chasingEntryIndex < mNumIndices@$^$@NewFileLibs/Mdid/Mdie_ChaseTracker");
+    Tracker unheard(wide);
+    unheard.Prep(nullptr), unheard.DoCurrentPositionChase(nullptr), unheard.Release(nullptr, Tracker::kClearActive);
+    unheard.ChaseAndRelease(&wide, nullptr), unheard.DoMute(nullptr, true);
+    EXPECT_EQ(asserts.Take().size(), 5U);
+    unheard.ChaseAndRelease(&unheard, &receiver); // is there already
+    EXPECT_TRUE(unheard.IsActive(Lane::Controller(64), 0) && wide.IsActive(Lane::Controller(64), 0));
+    EXPECT_TRUE(wide.IsReleasing(nullptr, Lane::Controller(64)));
     narrow.DoMutedUpdate(&wide);
     map.SetStandardReleasingNoChasing();
     Tracker released(&map, 1, false), empty(released);
     released.TrackEvent(kPedal);
-    Receiver receiver;
+    receiver.mSent.clear();
     released.ChaseAndRelease(&empty, &receiver), empty.ChaseAndRelease(&released, &receiver); // there is no value
     EXPECT_EQ(receiver.mSent, (Sent{{64, 0, 0}}));
+}
+
+TEST(Mdie_ChaseTracker, AChaseTakesWhatIsExactlyAtATimeOfAnyKindAndARangeTheRest)
+{
+    const auto chunk = MakeChunk({Controller(960'000, 7, 5), Controller(960'001, 7, 6)});
+    const Time_Typed start(24'000, Time_EType::kSample), end(48'000, Time_EType::kSample); // at the first one
+    Tracker tracker(&kMap, 1, false);
+    chunk->GetChaseStateAtTime(&tracker, start, Ticks(0), TickLength(0));
+    Receiver receiver;
+    tracker.Prep(&receiver);
+    EXPECT_EQ(receiver.mSent, (Sent{{7, 0, 5}}));
+    for (const Mdie_ChaseView* const trackerP : {static_cast<const Mdie_ChaseView*>(&tracker), {}})
+    {
+        Mdid_DisplayItemList items;
+        Mdid_EventListWrapper wrapper(items);
+        chunk->GetMidiEventsInRange(&wrapper, {.mStart = start, .mEnd = end, .mTrackerP = trackerP});
+        EXPECT_EQ(items.size(), trackerP == nullptr ? 2U : 1U);
+    }
 }
 
 TEST(Mdie_ChaseTracker, AChunkAsksEveryLaneAndPlaybackTakesNoMemory)
