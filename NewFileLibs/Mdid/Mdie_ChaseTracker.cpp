@@ -120,7 +120,8 @@ bool Mdie_ChaseTracker::IsReleasing(int* oReleaseValueP, const Mdie_SubStream& i
     int entry;
     if (!Find(&entry, iSubStream) || !mMapP->GetEntryIsReleasing(entry))
         return false;
-    *oReleaseValueP = mMapP->GetEntryReleaseValue(entry);
+    if (oReleaseValueP != nullptr)
+        *oReleaseValueP = mMapP->GetEntryReleaseValue(entry);
     return true;
 }
 
@@ -162,7 +163,7 @@ bool Mdie_ChaseTracker::GetChasingEntry(Mdie_ChaseTracker_ChasingEntry* oEntryP,
 
 void Mdie_ChaseTracker::OutputForEntry(int iEntry, Mdie_EventReceiver* iReceiverP, int iValue, int iChannel) const
 {
-    if (!CMN_VERIFY(iReceiverP != nullptr) || !CMN_VERIFY(iEntry >= 0 && iEntry < GetNumEntries()))
+    if (!CMN_VERIFY(iReceiverP) || !CMN_VERIFY(iEntry >= 0 && iEntry < GetNumEntries()))
         return;
     iReceiverP->ReceiveEvent(mMapP->GetEntrySubStream(iEntry).MakeEvent(iValue, static_cast<signed char>(iChannel)));
 }
@@ -180,11 +181,15 @@ void Mdie_ChaseTracker::ForEachActive(int iEndEntry, Visit iVisit) const
 
 void Mdie_ChaseTracker::Prep(Mdie_EventReceiver* iReceiverP)
 {
+    if (!CMN_VERIFY(iReceiverP))
+        return;
     ForEachActive(GetNumChasingEntries(), [&](int iEntry, int iSlot) { SendValue(iEntry, iSlot, iReceiverP); });
 }
 
 void Mdie_ChaseTracker::DoCurrentPositionChase(Mdie_EventReceiver* iReceiverP)
 {
+    if (!CMN_VERIFY(iReceiverP))
+        return;
     ForEachActive(GetNumChasingEntries(),
                   [&](int iEntry, int iSlot)
                   {
@@ -195,6 +200,8 @@ void Mdie_ChaseTracker::DoCurrentPositionChase(Mdie_EventReceiver* iReceiverP)
 
 void Mdie_ChaseTracker::Release(Mdie_EventReceiver* iReceiverP, EReleaseMode iMode)
 {
+    if (!CMN_VERIFY(iReceiverP))
+        return;
     SendReleaseValues(iReceiverP);
     if (iMode != kClearActive)
         return;
@@ -205,6 +212,8 @@ void Mdie_ChaseTracker::Release(Mdie_EventReceiver* iReceiverP, EReleaseMode iMo
 
 void Mdie_ChaseTracker::ChaseAndRelease(Mdie_ChaseTracker* ioOtherP, Mdie_EventReceiver* iReceiverP)
 {
+    if (!CMN_VERIFY(iReceiverP) || ioOtherP == this) // its own state is there already
+        return;
     if (!CMN_VERIFY(ioOtherP != nullptr))
     {
         Prep(iReceiverP);
@@ -224,7 +233,7 @@ void Mdie_ChaseTracker::ChaseAndRelease(Mdie_ChaseTracker* ioOtherP, Mdie_EventR
 
 void Mdie_ChaseTracker::DoMute(Mdie_EventReceiver* iReceiverP, bool iReleases) const
 {
-    if (iReleases)
+    if (iReleases && CMN_VERIFY(iReceiverP))
         SendReleaseValues(iReceiverP);
 }
 
