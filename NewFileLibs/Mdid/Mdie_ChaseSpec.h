@@ -8,5 +8,5 @@ struct Mdie_ChaseSpec
 {
     int mEnable = 0; // not 0: notes are chased
     Mdie_TrackState::ETransitionMode mMode = Mdie_TrackState::kTimedEvents;
-    Time_Typed mTime; // of the transition, in the kind of the notes' release times
+    Time_Typed mTime; // of the transition; in the kind of the notes' release times, or rounding may keep notes apart
 };

@@ -38,10 +38,16 @@ public:
         const auto& event = mEvent.GetEvent().As<Mdid_NoteWithDurationBase>();
         return iNote.mChannel == event.GetChannel() && iNote.mPitch == event.GetPitch() &&
                iNote.mVelocity == event.GetVelocity() && iNote.mOffVelocity == event.GetOffVelocity() &&
-               iNote.mReleaseTime == mEvent.GetTime() + event.GetDuration();
+               EndsAt(iNote.mReleaseTime, event.GetDuration());
     }
 
 private:
+    // Between kinds of time the sum is rounded; the difference is what a transition makes the duration of.
+    bool EndsAt(Time_Typed iReleaseTime, Time_TypedLength iDuration) const
+    {
+        return iReleaseTime == mEvent.GetTime() + iDuration || iReleaseTime - mEvent.GetTime() == iDuration;
+    }
+
     Mdie_TimedEvent mEvent;
 };
 

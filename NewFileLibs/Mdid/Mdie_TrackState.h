@@ -78,7 +78,7 @@ public:
     // Ends the note that is due first; without one nothing happens.
     void PopNoteOff() noexcept;
 
-    // Moves the release times. Kept: start times stay.
+    // Moves the release times, by which notes may change places. Kept: start times stay.
     void OffsetTimes(Time_TypedLength iDelta) noexcept;
 
     // Ends the notes that the filter does not keep. Notes that turn out not to be in order, as after a change of the
@@ -88,8 +88,8 @@ public:
     void Clear() noexcept;
 
     // Sends what turns this state's sound into that of iNewStateP (see ComputeNoteTransitions), and with iAdopt makes
-    // this state a copy of it. Does nothing when iSpec is not enabled; without an output nothing is sent, and a null
-    // state is not adopted.
+    // this state a copy of it, without notes that the pool has no place for. Does nothing when iSpec is not enabled;
+    // without an output nothing is sent, and a null state is not adopted.
     void ComputeTransitionToNewState(const Mdie_TrackState* iNewStateP, Mdie_EventReceiver* iOutputP,
                                      const Mdie_ChaseSpec& iSpec, bool iAdopt);
 
@@ -98,9 +98,11 @@ public:
     //   only in this state  a note-off, with the off velocity
     //   only in the new     MIDI: a note-on. Timed: a note with the duration that is left at iTime, if any is
     //   in both             MIDI: nothing, the note goes on. Timed: a clear and then an add event, with what is left
-    // Before all that come the note-offs of this state's notes beyond kMaxSorted, and the note-ons of the new one's.
-    // A null output or state is reported, and nothing is sent. Takes 20 KB of stack. The receiver may change the
-    // states while it gets the paired notes, but not before.
+    // Of more notes of one sound in this state than in the new one, the note-offs come behind the pairs: what counts
+    // the notes of a sound ends as it should, what ends the earliest of them may keep another one. Before all that come
+    // the note-offs of this state's notes beyond kMaxSorted, and the note-ons of the new one's. A null output or state
+    // is reported, and nothing is sent. Takes 20 KB of stack. The receiver may change the states while it gets the
+    // paired notes, but not before.
     void ComputeNoteTransitions(const Mdie_TrackState* iNewStateP, Mdie_EventReceiver* iOutputP, ETransitionMode iMode,
                                 Time_Typed iTime) const;
 

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
 namespace
 {
@@ -116,8 +117,8 @@ void Mdie_TrackState::ComputeNoteTransitions(const Mdie_TrackState* iNewStateP, 
     Transition transition(*iOutputP, iMode, iTime);
     SortedNotes oldNotes(mHeadP);
     SortedNotes newNotes(iNewStateP->mHeadP);
-    for (const Mdie_NoteInProgress* noteP = oldNotes.GetRest(); noteP != nullptr; noteP = noteP->GetNext())
-        transition.SendNoteOff(*noteP);
+    for (const Mdie_NoteInProgress* noteP = oldNotes.GetRest(); noteP != nullptr;)
+        transition.SendNoteOff(*std::exchange(noteP, noteP->GetNext()));
     for (const Mdie_NoteInProgress* noteP = newNotes.GetRest(); noteP != nullptr; noteP = noteP->GetNext())
         transition.SendNoteOn(*noteP);
 

@@ -6,6 +6,7 @@
 #include "Mdid/Mdie_TimedEvent.h"
 #include "Mdid/Mdie_TraceUtil.h"
 #include "Support/AllocationCounter.h"
+#include "Support/RecordingAssertHandler.h"
 
 #include <map>
 #include <random>
@@ -138,7 +139,34 @@ TEST(Mdie_TrackState, TakesNotesWithAndWithoutATime)
     std::ostringstream text;
     Mdie_TraceUtil::PrintTrackState(&state, text);
     EXPECT_EQ(text.str(), "Begin Mdie_TrackState:\n\t(\1, <, Z, 1)\n\t(\1, A, Z, 3)\n\t(\1, @, F, 138)\n");
+    RecordingAssertHandler asserts;
     state.ComputeTransitionToNewState(nullptr, nullptr, {1, {}, {}}, true); // nothing to adopt
+    state.ComputeNoteTransitions(nullptr, nullptr, {}, {});
+    EXPECT_TRUE(asserts.Take()[0].starts_with("iOutputP@"));
+    state.ReceiveEvent(Mdid_NoteOffEvent(1, 60, 0));
+    EXPECT_EQ(NotesOf(Mdie_TrackState(state)), NotesOf(state));
+    state.Clear();
+    EXPECT_EQ(state.NextNoteOff(), nullptr);
+}
+
+TEST(Mdie_TrackState, ATimedTransitionReplacesNotesOfAnotherKindOfTime)
+{
+    struct : Mdie_EventReceiver
+    {
+        void ReceiveEvent(const Mdid_Event& i) override { mStateP->ReceiveEvent({Samples(1'000), i}, nullptr); }
+        Mdie_TrackState* mStateP = nullptr;
+    } output;
+    Mdie_NoteInProgress::SetAllocator(&sPool);
+    for (int pitch = 0; pitch < 100; ++pitch)
+    {
+        Mdie_TrackState state;
+        const Mdid_NoteWithDurationEvent note(1, 64, {50'000 + pitch, Time_EType::kTick}, 70, 1);
+        state.ReceiveEvent({{7, Time_EType::kTick}, note}, nullptr);
+        const Mdie_TrackState next(state);
+        output.mStateP = &state;
+        state.ComputeNoteTransitions(&next, &output, Mdie_TrackState::kTimedEvents, Samples(1'000));
+        EXPECT_EQ(NotesOf(state).size(), 1U) << pitch;
+    }
 }
 
 } // namespace
