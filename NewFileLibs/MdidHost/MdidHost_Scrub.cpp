@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <array>
-#include <tuple>
 
 namespace
 {
@@ -84,18 +83,14 @@ void MdidHost_Scrub::AddNotesAndBends(const MdidHost_PlaySchedule& iSchedule, st
         {
             const auto& note = static_cast<const MdidHost_PlaySchedule::Note&>(*item.mSourceP);
             if (const auto event = iSchedule.MakeNote(track, note))
-                AddNote(ChannelOf(item.mTrack, event->GetChannel()), item.mSample,
+                AddNote(mChannels[{item.mTrack, event->GetChannel()}], item.mSample,
                         MdidHost_PlaySchedule::SampleOf(note.GetEndTime()), *event);
         }
         else if (item.mKind == Item::kLane)
         {
             const Mdid_Event event = iSchedule.GetKey(item.mLane).MakeEvent(item.mValue, item.mChannel);
-            if (event.GetType() != Mdid_Event::kPitchBend)
-                continue;
-            // The bend before stands in front: it is what a way back ends with.
-            Channel& channel = ChannelOf(item.mTrack, item.mChannel);
-            channel.mList.AddPitchBend({{item.mSample, Time_EType::kSample}, event}, channel.mBend, true);
-            channel.mBend = static_cast<short>(event.As<Mdid_PitchBendEvent>().GetBendValue());
+            if (event.GetType() == Mdid_Event::kPitchBend)
+                mChannels[{item.mTrack, item.mChannel}].AddBend(item.mSample, event.As<Mdid_PitchBendEvent>());
         }
     }
 }
@@ -109,13 +104,18 @@ void MdidHost_Scrub::AddNote(Channel& ioChannel, std::int64_t iStart, std::int64
     ioChannel.mList.AddNote({{iStart, Time_EType::kSample}, note}, true);
 }
 
-MdidHost_Scrub::Channel& MdidHost_Scrub::ChannelOf(int iTrack, int iChannel)
+// The bend before stands in front: it is what a way back ends with.
+void MdidHost_Scrub::Channel::AddBend(std::int64_t iSample, const Mdid_PitchBendEvent& iEvent)
 {
-    const auto isBefore = [&](const Channel& i) { return std::tie(i.mTrack, i.mChannel) < std::tie(iTrack, iChannel); };
-    const auto place = std::ranges::partition_point(mChannels, isBefore);
-    if (place != mChannels.end() && place->mTrack == iTrack && place->mChannel == iChannel)
-        return *place;
-    return *mChannels.insert(place, Channel{iTrack, iChannel, 0, {}});
+    if (mBends.empty() || mBends.back().mSample != iSample)
+        mBends.push_back({iSample, mLastBend});
+    mList.AddPitchBend({{iSample, Time_EType::kSample}, iEvent}, mBends.back().mBendBefore, true);
+    mLastBend = static_cast<short>(iEvent.GetBendValue());
+}
+
+short MdidHost_Scrub::Channel::BendBefore(std::int64_t iSample) const
+{
+    return std::ranges::lower_bound(mBends, iSample, {}, &SampleWithBends::mSample)->mBendBefore;
 }
 
 const std::vector<MdidHost_Scrub::Passed>& MdidHost_Scrub::MoveTo(std::int64_t iSample)
@@ -123,9 +123,10 @@ const std::vector<MdidHost_Scrub::Passed>& MdidHost_Scrub::MoveTo(std::int64_t i
     mPassed.clear();
     const bool isForward = iSample >= mPosition;
     if (isForward)
-        std::for_each(mChannels.begin(), mChannels.end(), [&](Channel& io) { Pass(io, iSample, true); });
+        std::for_each(mChannels.begin(), mChannels.end(), [&](auto& io) { Pass(io.first, io.second, iSample, true); });
     else
-        std::for_each(mChannels.rbegin(), mChannels.rend(), [&](Channel& io) { Pass(io, iSample, false); });
+        std::for_each(mChannels.rbegin(), mChannels.rend(),
+                      [&](auto& io) { Pass(io.first, io.second, iSample, false); });
     const auto isPassedFirst = [&](const Passed& iA, const Passed& iB)
     { return isForward ? iA.mEvent.GoesBefore(iB.mEvent) : iB.mEvent.GoesBefore(iA.mEvent); };
     std::ranges::stable_sort(mPassed, isPassedFirst);
@@ -133,10 +134,15 @@ const std::vector<MdidHost_Scrub::Passed>& MdidHost_Scrub::MoveTo(std::int64_t i
     return mPassed;
 }
 
-void MdidHost_Scrub::Pass(Channel& ioChannel, std::int64_t iSample, bool iIsForward)
+void MdidHost_Scrub::Pass(ChannelKey iKey, Channel& ioChannel, std::int64_t iSample, bool iIsForward)
 {
     while (const Mdid_ScrubEvent* const eventP = ioChannel.mList.MoveTowards({iSample, Time_EType::kSample}))
-        mPassed.push_back({ioChannel.mTrack, ioChannel.mChannel, iIsForward, *eventP});
+    {
+        Mdid_ScrubEvent event = *eventP;
+        if (!iIsForward && event.mKind == Mdid_ScrubEvent::kBendBack)
+            event.mValue = ioChannel.BendBefore(event.mTime);
+        mPassed.push_back({iKey.first, iKey.second, iIsForward, event});
+    }
 }
 
 void MdidHost_ListScrub(std::ostream& ioStream, const MdidHost_Session& iSession, const MdidHost_ScrubListing& iListing)

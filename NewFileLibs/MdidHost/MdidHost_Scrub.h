@@ -6,8 +6,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <ostream>
+#include <utility>
 #include <vector>
 
 class MdidHost_PlaySchedule;
@@ -16,7 +18,8 @@ class MdidHost_PlaySchedule;
 // bends that a player plays, those of notes in MPE tracks included.
 //
 // Note starts and ends are the host's to turn into sound and back. Bends are not: the values of all that is passed, one
-// after the other, leave the channel bent as it is at the position. A note lasts at least one sample.
+// after the other, leave the channel bent as a player that begins at the position finds it. What a bend is undone to is
+// therefore the bend before its sample. A note lasts at least one sample.
 class MdidHost_Scrub
 {
 public:
@@ -37,20 +40,28 @@ public:
     const std::vector<Passed>& MoveTo(std::int64_t iSample);
 
 private:
-    struct Channel
+    struct SampleWithBends
     {
-        int mTrack;
-        int mChannel;
-        short mBend; // the last one that was added
-        Mdid_ScrubList mList;
+        std::int64_t mSample;
+        short mBendBefore;
     };
 
-    Channel& ChannelOf(int iTrack, int iChannel);
+    struct Channel
+    {
+        Mdid_ScrubList mList;
+        std::vector<SampleWithBends> mBends; // by sample
+        short mLastBend = 0;                 // that was added
+
+        void AddBend(std::int64_t iSample, const Mdid_PitchBendEvent& iEvent);
+        short BendBefore(std::int64_t iSample) const; // where there are bends
+    };
+    using ChannelKey = std::pair<int, int>; // track, channel
+
     void AddNotesAndBends(const MdidHost_PlaySchedule& iSchedule, std::optional<std::size_t> iTrack);
     void AddNote(Channel& ioChannel, std::int64_t iStart, std::int64_t iEnd, const Mdid_NoteWithDurationBase& iNote);
-    void Pass(Channel& ioChannel, std::int64_t iSample, bool iIsForward);
+    void Pass(ChannelKey iKey, Channel& ioChannel, std::int64_t iSample, bool iIsForward);
 
-    std::vector<Channel> mChannels; // by track and channel
+    std::map<ChannelKey, Channel> mChannels;
     std::vector<Passed> mPassed;
     std::int64_t mPosition = 0;
 };
