@@ -5,8 +5,10 @@
 #include "Mdid/Mdie_ChaseSpec.h"
 
 #include <algorithm>
+#include <limits>
 #include <stdexcept>
 #include <tuple>
+#include <utility>
 
 namespace
 {
@@ -16,7 +18,25 @@ using Note = Mdid_NoteListBase::Note;
 // Positions can be counted on from, and are times.
 std::int64_t Clamped(std::int64_t iSample)
 {
-    return std::clamp(iSample, Time_Packed::kMinCount / 2, Time_Packed::kMaxCount / 2);
+    constexpr std::int64_t kMax = MdidHost_PlayOptions::kMaxPosition;
+    static_assert(kMax < Time_Packed::kMaxCount / 2);
+    return std::clamp(iSample, -kMax, kMax);
+}
+
+// A transition pairs no more notes than these.
+bool IsBeyondSorting(const Mdie_TrackState& iNotes)
+{
+    const Mdie_NoteInProgress* noteP = iNotes.NextNoteOff();
+    for (int i = 0; i < Mdie_TrackState::kMaxSorted && noteP != nullptr; ++i)
+        noteP = noteP->GetNext();
+    return noteP != nullptr;
+}
+
+// Never goes back, however often the end of all positions is played to.
+std::int64_t Later(std::int64_t iElapsed, std::int64_t iCount)
+{
+    constexpr std::int64_t kLast = std::numeric_limits<std::int64_t>::max();
+    return iCount > kLast - iElapsed ? kLast : iElapsed + iCount;
 }
 
 } // namespace
@@ -44,7 +64,7 @@ public:
 
     void ReceiveEvent(const Mdid_Event& iEvent) override
     {
-        mEngine.Send(mEngine.mPosition, mTrack, MdidHost_PlayedEvent::kTransition, iEvent, mSink);
+        mEngine.Send(mTrack, MdidHost_PlayedEvent::kTransition, iEvent, mSink);
     }
 
 private:
@@ -58,6 +78,8 @@ MdidHost_PlayEngine::MdidHost_PlayEngine(const MdidHost_Session& iSession, const
       mTracks(iSession.mTracks.size()),
       mNoteEnds(mTracks.size()),
       mBlockSize(Clamped(iOptions.mBlockSize)),
+      mSampleRate(iSession.mContext.GetSampleRate()),
+      mNoteOffPriority(Mdid_NoteOffEvent(0, 0, 0).GetPlaybackPriority()),
       mEnd(Clamped(iOptions.mEnd.value_or(mSchedule.GetEnd()))),
       mPosition(Clamped(iOptions.mStart))
 {
@@ -93,6 +115,11 @@ void MdidHost_PlayEngine::MakePlan(const MdidHost_PlayOptions& iOptions)
             throw std::invalid_argument("a loop has to have a length and rounds");
         mPlan.push_back({Clamped(loop.mEnd), Clamped(loop.mStart), loop.mRounds - 1, true});
     }
+    if (iOptions.mEnd)
+        return;
+    for (const std::int64_t end = mEnd; const PlannedJump& jump : mPlan)
+        if (jump.mNumLeft > 0 && jump.mTo < end) // play comes back from behind everything
+            mEnd = std::max(mEnd, jump.mAt);
 }
 
 // At a jump there are at most the notes of both positions, and those of one track's new state twice.
@@ -104,6 +131,7 @@ void MdidHost_PlayEngine::MakePool()
     mPoolP = std::make_unique<Mem2_MasterAllocator>(std::span(&sizeClass, 1));
     mNoteMessages.resize(count); // touched, too
     mNoteMessages.clear();
+    mSoundingNotes.reserve(mSchedule.GetMaxNotes());
     Mdie_NoteInProgress::SetAllocator(mPoolP.get());
 }
 
@@ -117,12 +145,12 @@ void MdidHost_PlayEngine::BuildNoteIndexes() const
 
 bool MdidHost_PlayEngine::Render(MdidHost_PlaySink& ioSink)
 {
-    ForgetUnsent();
+    RecoverFromThrow(ioSink);
     if (!mIsRolling)
     {
-        mPosition = mRequestedJump.value_or(mPosition);
-        mRequestedJump.reset();
-        if (mPosition >= mEnd)
+        if (mRequestedJump)
+            SetPosition(*std::exchange(mRequestedJump, std::nullopt));
+        if (mPosition >= mEnd && FindJump() == nullptr)
             return false;
         Start(ioSink);
     }
@@ -169,12 +197,13 @@ void MdidHost_PlayEngine::SetSolo(std::size_t iTrack, bool iIsSolo)
     if (iTrack >= mTracks.size())
         return;
     mTracks[iTrack].mIsSolo = iIsSolo;
+    mNumSolos = std::ranges::count_if(mTracks, &Track::mIsSolo);
     mAreMutesChanged = true;
 }
 
 bool MdidHost_PlayEngine::IsToBeHeard(const Track& iTrack) const
 {
-    return !iTrack.mIsMuted && (iTrack.mIsSolo || std::ranges::none_of(mTracks, &Track::mIsSolo));
+    return !iTrack.mIsMuted && (iTrack.mIsSolo || mNumSolos == 0);
 }
 
 // Those that fall silent before a jump, those that are heard again behind it.
@@ -201,7 +230,7 @@ void MdidHost_PlayEngine::ApplyMutes(bool iIsHeard, MdidHost_PlaySink& ioSink)
 void MdidHost_PlayEngine::Unmute(std::size_t iTrack, MdidHost_PlaySink& ioSink)
 {
     Track& track = mTracks[iTrack];
-    CollectNoteOffs(iTrack, mPosition);
+    CollectDueNoteOffs(iTrack);
     mNoteMessages.clear();
     track.mIsHeard = true;
     track.mLanesP->Prepare(mOrder);
@@ -212,13 +241,13 @@ void MdidHost_PlayEngine::Unmute(std::size_t iTrack, MdidHost_PlaySink& ioSink)
 void MdidHost_PlayEngine::Start(MdidHost_PlaySink& ioSink)
 {
     mIsRolling = true;
-    mHasPlayedHere = false;
     mNextP = mSchedule.FindFirst(mPosition);
     for (std::size_t i = 0; i < mTracks.size(); ++i)
     {
         Track& track = mTracks[i];
         track.mIsHeard = IsToBeHeard(track);
         track.mLanesP->Chase(mSchedule.GetChaseLanes(i), mPosition);
+        track.mNotes.Clear(); // of a start that was broken off
         AddSoundingNotes(i, track.mNotes);
         UpdateNoteEnd(i);
         if (!track.mIsHeard)
@@ -233,8 +262,7 @@ void MdidHost_PlayEngine::Stop(MdidHost_PlaySink& ioSink)
 {
     if (!mIsRolling)
         return;
-    ForgetUnsent();
-    mIsRolling = false;
+    RecoverFromThrow(ioSink);
     for (std::size_t i = 0; i < mTracks.size(); ++i)
     {
         Track& track = mTracks[i];
@@ -244,12 +272,18 @@ void MdidHost_PlayEngine::Stop(MdidHost_PlaySink& ioSink)
         track.mLanesP->Clear();
         mNoteEnds.Set(i, MdidHost_PlayNoteEnds::kNever);
     }
+    mIsRolling = false;
+}
+
+void MdidHost_PlayEngine::SetPosition(std::int64_t iSample)
+{
+    mPosition = iSample;
+    mHasPlayedHere = false;
 }
 
 void MdidHost_PlayEngine::GoTo(std::int64_t iSample, MdidHost_PlaySink& ioSink)
 {
-    mPosition = iSample;
-    mHasPlayedHere = false;
+    SetPosition(iSample);
     mNextP = mSchedule.FindFirst(mPosition);
     for (std::size_t i = 0; i < mTracks.size(); ++i)
         MoveTrack(i, ioSink);
@@ -271,14 +305,22 @@ void MdidHost_PlayEngine::MoveTrack(std::size_t iTrack, MdidHost_PlaySink& ioSin
     Mdie_TrackState notes;
     AddSoundingNotes(iTrack, notes);
     TransitionReceiver receiver(*this, iTrack, ioSink);
+    Mdie_EventReceiver* const receiverP = track.mIsHeard ? &receiver : nullptr;
     const Mdie_ChaseSpec spec{1, Mdie_TrackState::kPlainMIDI, {mPosition, Time_EType::kSample}};
-    track.mNotes.ComputeTransitionToNewState(&notes, track.mIsHeard ? &receiver : nullptr, spec, true);
+    if (IsBeyondSorting(track.mNotes) || IsBeyondSorting(notes)) // a note could end when it has just begun anew
+    {
+        const Mdie_TrackState silence;
+        track.mNotes.ComputeTransitionToNewState(&silence, receiverP, spec, true);
+    }
+    track.mNotes.ComputeTransitionToNewState(&notes, receiverP, spec, true);
     UpdateNoteEnd(iTrack);
 }
 
-// Those that began at an earlier sample and end at a later one.
-void MdidHost_PlayEngine::AddSoundingNotes(std::size_t iTrack, Mdie_TrackState& ioNotes) const
+// Those that began at an earlier sample and end at a later one. The state takes in from behind what ends last, so that
+// each finds its place at once.
+void MdidHost_PlayEngine::AddSoundingNotes(std::size_t iTrack, Mdie_TrackState& ioNotes)
 {
+    mSoundingNotes.clear();
     const Mdid_Chunk* const chunkP = mTracks[iTrack].mSourceP->mChunk.Get();
     if (chunkP == nullptr)
         return;
@@ -288,8 +330,13 @@ void MdidHost_PlayEngine::AddSoundingNotes(std::size_t iTrack, Mdie_TrackState& 
         if (note.GetTime() > lastSample)
             continue; // it is still to come
         if (const auto event = mSchedule.MakeNote(iTrack, note))
-            ioNotes.ReceiveEvent(Mdie_TimedEvent(note.GetTime(), *event), note.GetPerNoteControllers());
+            mSoundingNotes.push_back({note.GetTime() + event->GetDuration(), &note, mSoundingNotes.size(), *event});
     }
+    const auto endsLater = [](const SoundingNote& iA, const SoundingNote& iB)
+    { return iA.mEnd != iB.mEnd ? iA.mEnd > iB.mEnd : iA.mNumber < iB.mNumber; };
+    std::ranges::sort(mSoundingNotes, endsLater);
+    for (const SoundingNote& note : mSoundingNotes)
+        ioNotes.ReceiveEvent({note.mNoteP->GetTime(), note.mEvent}, note.mNoteP->GetPerNoteControllers());
 }
 
 MdidHost_PlayEngine::PlannedJump* MdidHost_PlayEngine::FindJump()
@@ -318,24 +365,31 @@ void MdidHost_PlayEngine::RenderUpTo(std::int64_t iSample, MdidHost_PlaySink& io
             mNextP == endP ? mNoteEnds.GetEarliest() : std::min(mNextP->mSample, mNoteEnds.GetEarliest());
         if (next >= iSample)
             break;
-        RenderSample(next, ioSink);
+        MoveOn(next);
+        RenderSample(ioSink);
     }
-    mElapsed += iSample - mPosition;
+    MoveOn(iSample);
+}
+
+void MdidHost_PlayEngine::MoveOn(std::int64_t iSample)
+{
+    if (iSample <= mPosition)
+        return;
+    mElapsed = Later(mElapsed, iSample - mPosition);
     mPosition = iSample;
     mHasPlayedHere = true;
 }
 
-void MdidHost_PlayEngine::RenderSample(std::int64_t iSample, MdidHost_PlaySink& ioSink)
+void MdidHost_PlayEngine::RenderSample(MdidHost_PlaySink& ioSink)
 {
-    static const int sNoteOffPriority = Mdid_NoteOffEvent(0, 0, 0).GetPlaybackPriority();
     const Item* const endP = mSchedule.GetItems().data() + mSchedule.GetItems().size();
-    const auto isNext = [&] { return mNextP != endP && mNextP->mSample == iSample; };
-    while (isNext() && mNextP->mPriority < sNoteOffPriority)
+    const auto isNext = [&] { return mNextP != endP && mNextP->mSample <= mPosition; };
+    while (isNext() && mNextP->mPriority < mNoteOffPriority)
         Play(*mNextP++, ioSink);
-    SendDueNoteOffs(iSample, ioSink);
+    SendDueNoteOffs(ioSink);
     while (isNext())
         Play(*mNextP++, ioSink);
-    SendDueNoteOffs(iSample, ioSink); // of notes that have just begun
+    SendDueNoteOffs(ioSink); // of notes that have just begun
 }
 
 void MdidHost_PlayEngine::Play(const Item& iItem, MdidHost_PlaySink& ioSink)
@@ -349,11 +403,10 @@ void MdidHost_PlayEngine::Play(const Item& iItem, MdidHost_PlaySink& ioSink)
         const Mdie_SubStream& key = mSchedule.GetKey(iItem.mLane);
         track.mLanesP->Track(key, iItem.mValue, iItem.mChannel);
         if (track.mIsHeard)
-            Send(iItem.mSample, index, MdidHost_PlayedEvent::kEvent, key.MakeEvent(iItem.mValue, iItem.mChannel),
-                 ioSink);
+            Send(index, MdidHost_PlayedEvent::kEvent, key.MakeEvent(iItem.mValue, iItem.mChannel), ioSink);
     }
     else if (track.mIsHeard)
-        Send(iItem.mSample, index, MdidHost_PlayedEvent::kEvent, iItem.mSourceP->GetEvent(), ioSink);
+        Send(index, MdidHost_PlayedEvent::kEvent, iItem.mSourceP->GetEvent(), ioSink);
 }
 
 void MdidHost_PlayEngine::PlayNote(const Item& iItem, MdidHost_PlaySink& ioSink)
@@ -367,17 +420,17 @@ void MdidHost_PlayEngine::PlayNote(const Item& iItem, MdidHost_PlaySink& ioSink)
     track.mNotes.ReceiveEvent(Mdie_TimedEvent(iItem.mTime, *event), note.GetPerNoteControllers());
     UpdateNoteEnd(index);
     if (track.mIsHeard)
-        Send(iItem.mSample, index, MdidHost_PlayedEvent::kEvent,
+        Send(index, MdidHost_PlayedEvent::kEvent,
              Mdid_NoteOnEvent(event->GetChannel(), event->GetPitch(), event->GetVelocity()), ioSink);
 }
 
-// Ends the notes of a track that end up to a sample.
-void MdidHost_PlayEngine::CollectNoteOffs(std::size_t iTrack, std::int64_t iLastSample)
+// Ends the notes of a track that end up to the position.
+void MdidHost_PlayEngine::CollectDueNoteOffs(std::size_t iTrack)
 {
     Mdie_TrackState& notes = mTracks[iTrack].mNotes;
     const Mdie_NoteInProgress* noteP = nullptr;
     while ((noteP = notes.NextNoteOff()) != nullptr &&
-           MdidHost_PlaySchedule::SampleOf(noteP->mReleaseTime) <= iLastSample)
+           MdidHost_PlaySchedule::SampleOf(noteP->mReleaseTime) <= mPosition)
     {
         mNoteMessages.push_back(
             {noteP->mReleaseTime, iTrack, mNoteMessages.size(), noteP->mChannel, noteP->mPitch, noteP->mOffVelocity});
@@ -386,11 +439,11 @@ void MdidHost_PlayEngine::CollectNoteOffs(std::size_t iTrack, std::int64_t iLast
     UpdateNoteEnd(iTrack);
 }
 
-void MdidHost_PlayEngine::SendDueNoteOffs(std::int64_t iSample, MdidHost_PlaySink& ioSink)
+void MdidHost_PlayEngine::SendDueNoteOffs(MdidHost_PlaySink& ioSink)
 {
-    while (mNoteEnds.GetEarliest() <= iSample)
-        CollectNoteOffs(mNoteEnds.GetTrack(), iSample);
-    SendCollectedNotes(iSample, Mdid_Event::kNoteOff, MdidHost_PlayedEvent::kNoteOff, ioSink);
+    while (mNoteEnds.GetEarliest() <= mPosition)
+        CollectDueNoteOffs(mNoteEnds.GetTrack());
+    SendCollectedNotes(Mdid_Event::kNoteOff, MdidHost_PlayedEvent::kNoteOff, ioSink);
 }
 
 void MdidHost_PlayEngine::SendNoteOns(std::size_t iTrack, MdidHost_PlaySink& ioSink)
@@ -399,23 +452,22 @@ void MdidHost_PlayEngine::SendNoteOns(std::size_t iTrack, MdidHost_PlaySink& ioS
          noteP = noteP->GetNext())
         mNoteMessages.push_back(
             {noteP->mStartTime, iTrack, mNoteMessages.size(), noteP->mChannel, noteP->mPitch, noteP->mVelocity});
-    SendCollectedNotes(mPosition, Mdid_Event::kNoteOn, MdidHost_PlayedEvent::kChase, ioSink);
+    SendCollectedNotes(Mdid_Event::kNoteOn, MdidHost_PlayedEvent::kChase, ioSink);
 }
 
-void MdidHost_PlayEngine::SendCollectedNotes(std::int64_t iSample, Mdid_Event::Type iType, Why iWhy,
-                                             MdidHost_PlaySink& ioSink)
+void MdidHost_PlayEngine::SendCollectedNotes(Mdid_Event::Type iType, Why iWhy, MdidHost_PlaySink& ioSink)
 {
     std::ranges::sort(mNoteMessages, GoesBefore);
-    for (const NoteMessage& message : mNoteMessages)
+    mAreNoteOffs = iType == Mdid_Event::kNoteOff;
+    for (mNumSent = 0; mNumSent < mNoteMessages.size();)
     {
+        const NoteMessage& message = mNoteMessages[mNumSent++];
         if (!mTracks[message.mTrack].mIsHeard)
             continue;
-        if (iType == Mdid_Event::kNoteOn)
-            Send(iSample, message.mTrack, iWhy, Mdid_NoteOnEvent(message.mChannel, message.mPitch, message.mVelocity),
-                 ioSink);
+        if (mAreNoteOffs)
+            Send(message.mTrack, iWhy, Mdid_NoteOffEvent(message.mChannel, message.mPitch, message.mVelocity), ioSink);
         else
-            Send(iSample, message.mTrack, iWhy, Mdid_NoteOffEvent(message.mChannel, message.mPitch, message.mVelocity),
-                 ioSink);
+            Send(message.mTrack, iWhy, Mdid_NoteOnEvent(message.mChannel, message.mPitch, message.mVelocity), ioSink);
     }
     mNoteMessages.clear();
 }
@@ -427,7 +479,7 @@ void MdidHost_PlayEngine::SilenceTrack(std::size_t iTrack, MdidHost_PlaySink& io
     for (const Mdie_NoteInProgress* noteP = track.mNotes.NextNoteOff(); noteP != nullptr; noteP = noteP->GetNext())
         mNoteMessages.push_back(
             {noteP->mReleaseTime, iTrack, mNoteMessages.size(), noteP->mChannel, noteP->mPitch, noteP->mOffVelocity});
-    SendCollectedNotes(mPosition, Mdid_Event::kNoteOff, MdidHost_PlayedEvent::kNoteOff, ioSink);
+    SendCollectedNotes(Mdid_Event::kNoteOff, MdidHost_PlayedEvent::kNoteOff, ioSink);
     track.mLanesP->Mute(mOrder);
     SendLanes(iTrack, true, ioSink);
 }
@@ -442,23 +494,25 @@ void MdidHost_PlayEngine::SendLanes(std::size_t iTrack, bool iIsRelease, MdidHos
         Mdid_Event event = sent.mEvent;
         if (track.mSourceP->mMPEMembers == 0)
             event.SetChannel(static_cast<signed char>(track.mSourceP->mChannel & 0x0F));
-        Send(mPosition, iTrack, isRelease ? MdidHost_PlayedEvent::kRelease : MdidHost_PlayedEvent::kChase, event,
-             ioSink);
+        Send(iTrack, isRelease ? MdidHost_PlayedEvent::kRelease : MdidHost_PlayedEvent::kChase, event, ioSink);
     }
     mOrder.Clear();
 }
 
-void MdidHost_PlayEngine::Send(std::int64_t iSample, std::size_t iTrack, Why iWhy, const Mdid_Event& iEvent,
-                               MdidHost_PlaySink& ioSink) const
+void MdidHost_PlayEngine::Send(std::size_t iTrack, Why iWhy, const Mdid_Event& iEvent, MdidHost_PlaySink& ioSink) const
 {
-    ioSink.Receive({iSample, static_cast<int>(iTrack), iWhy, iEvent, mElapsed + (iSample - mPosition)});
+    ioSink.Receive({mPosition, static_cast<int>(iTrack), iWhy, iEvent, mElapsed});
 }
 
-// Left behind by a sink that threw.
-void MdidHost_PlayEngine::ForgetUnsent()
+// Notes have ended that a sink which threw was not told of.
+void MdidHost_PlayEngine::RecoverFromThrow(MdidHost_PlaySink& ioSink)
 {
     mOrder.Clear();
-    mNoteMessages.clear();
+    if (!mAreNoteOffs)
+        mNoteMessages.clear();
+    const auto sent = static_cast<std::ptrdiff_t>(std::min(mNumSent, mNoteMessages.size()));
+    mNoteMessages.erase(mNoteMessages.begin(), mNoteMessages.begin() + sent);
+    SendCollectedNotes(Mdid_Event::kNoteOff, MdidHost_PlayedEvent::kNoteOff, ioSink);
 }
 
 void MdidHost_PlayEngine::UpdateNoteEnd(std::size_t iTrack)

@@ -31,6 +31,9 @@ public:
     bool IsPlaying() const { return mIsRolling; }
     std::int64_t GetPosition() const { return mPosition; }
     std::int64_t GetEnd() const { return mEnd; }
+    std::int64_t GetElapsed() const { return mElapsed; }
+    std::int64_t GetBlockSize() const { return mBlockSize; }
+    std::int32_t GetSampleRate() const { return mSampleRate; }
 
 private:
     using Why = MdidHost_PlayedEvent::Why;
@@ -65,6 +68,14 @@ private:
         signed char mVelocity;
     };
 
+    struct SoundingNote
+    {
+        Time_Typed mEnd;
+        const MdidHost_PlaySchedule::Note* mNoteP;
+        std::size_t mNumber; // in the list
+        Mdid_NoteWithDurationEvent mEvent;
+    };
+
     class TransitionReceiver;
 
     static bool GoesBefore(const NoteMessage& iA, const NoteMessage& iB);
@@ -78,26 +89,27 @@ private:
     void Unmute(std::size_t iTrack, MdidHost_PlaySink& ioSink);
 
     void Start(MdidHost_PlaySink& ioSink);
+    void SetPosition(std::int64_t iSample);
     void GoTo(std::int64_t iSample, MdidHost_PlaySink& ioSink);
     void MoveTrack(std::size_t iTrack, MdidHost_PlaySink& ioSink);
-    void AddSoundingNotes(std::size_t iTrack, Mdie_TrackState& ioNotes) const;
+    void AddSoundingNotes(std::size_t iTrack, Mdie_TrackState& ioNotes);
     PlannedJump* FindJump();
     std::int64_t FindNextJump(std::int64_t iBefore) const;
 
     void RenderUpTo(std::int64_t iSample, MdidHost_PlaySink& ioSink);
-    void RenderSample(std::int64_t iSample, MdidHost_PlaySink& ioSink);
+    void MoveOn(std::int64_t iSample);
+    void RenderSample(MdidHost_PlaySink& ioSink);
     void Play(const Item& iItem, MdidHost_PlaySink& ioSink);
     void PlayNote(const Item& iItem, MdidHost_PlaySink& ioSink);
 
-    void CollectNoteOffs(std::size_t iTrack, std::int64_t iLastSample);
-    void SendCollectedNotes(std::int64_t iSample, Mdid_Event::Type iType, Why iWhy, MdidHost_PlaySink& ioSink);
-    void SendDueNoteOffs(std::int64_t iSample, MdidHost_PlaySink& ioSink);
+    void CollectDueNoteOffs(std::size_t iTrack);
+    void SendCollectedNotes(Mdid_Event::Type iType, Why iWhy, MdidHost_PlaySink& ioSink);
+    void SendDueNoteOffs(MdidHost_PlaySink& ioSink);
     void SendNoteOns(std::size_t iTrack, MdidHost_PlaySink& ioSink);
     void SilenceTrack(std::size_t iTrack, MdidHost_PlaySink& ioSink);
     void SendLanes(std::size_t iTrack, bool iIsRelease, MdidHost_PlaySink& ioSink);
-    void Send(std::int64_t iSample, std::size_t iTrack, Why iWhy, const Mdid_Event& iEvent,
-              MdidHost_PlaySink& ioSink) const;
-    void ForgetUnsent();
+    void Send(std::size_t iTrack, Why iWhy, const Mdid_Event& iEvent, MdidHost_PlaySink& ioSink) const;
+    void RecoverFromThrow(MdidHost_PlaySink& ioSink);
     void UpdateNoteEnd(std::size_t iTrack);
 
     MdidHost_PlaySchedule mSchedule;
@@ -106,9 +118,15 @@ private:
     std::vector<Track> mTracks;
     MdidHost_PlayNoteEnds mNoteEnds;
     MdidHost_PlayOrder mOrder;
+    std::vector<SoundingNote> mSoundingNotes;
     std::vector<NoteMessage> mNoteMessages;
+    std::size_t mNumSent = 0; // of these
+    bool mAreNoteOffs = false;
     std::vector<PlannedJump> mPlan;
     std::int64_t mBlockSize;
+    std::int32_t mSampleRate;
+    int mNoteOffPriority;
+    std::ptrdiff_t mNumSolos = 0;
     std::int64_t mEnd;
 
     std::int64_t mPosition;

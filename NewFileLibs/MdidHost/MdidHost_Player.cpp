@@ -2,6 +2,27 @@
 
 #include "MdidHost/MdidHost_PlayEngine_Private.h"
 
+#include <atomic>
+#include <stdexcept>
+
+namespace
+{
+
+std::atomic<bool> sHasPlayer = false;
+
+} // namespace
+
+MdidHost_Player::Place::Place()
+{
+    if (sHasPlayer.exchange(true))
+        throw std::logic_error("there is another player");
+}
+
+MdidHost_Player::Place::~Place()
+{
+    sHasPlayer = false;
+}
+
 MdidHost_Player::MdidHost_Player(const MdidHost_Session& iSession, const Options& iOptions)
     : mScope(iSession),
       mEngineP(std::make_unique<MdidHost_PlayEngine>(iSession, iOptions))
@@ -48,4 +69,19 @@ std::int64_t MdidHost_Player::GetPosition() const
 std::int64_t MdidHost_Player::GetEnd() const
 {
     return mEngineP->GetEnd();
+}
+
+std::int64_t MdidHost_Player::GetElapsed() const
+{
+    return mEngineP->GetElapsed();
+}
+
+std::int64_t MdidHost_Player::GetBlockSize() const
+{
+    return mEngineP->GetBlockSize();
+}
+
+std::int32_t MdidHost_Player::GetSampleRate() const
+{
+    return mEngineP->GetSampleRate();
 }

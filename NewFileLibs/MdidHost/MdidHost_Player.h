@@ -47,9 +47,12 @@ protected:
     MdidHost_PlaySink& operator=(const MdidHost_PlaySink&) = default;
 };
 
-// What is played, and in which order. Positions are samples; those beyond 2^60 are taken for 2^60.
+// What is played, and in which order. Positions are samples.
 struct MdidHost_PlayOptions
 {
+    // Positions beyond it, on either side of 0, are taken for it; what stands there is not played.
+    static constexpr std::int64_t kMaxPosition = (std::int64_t{1} << 60) - 2;
+
     // When play comes to mAt, whether by playing or by a jump, it goes to mTo instead; once.
     struct Jump
     {
@@ -67,9 +70,9 @@ struct MdidHost_PlayOptions
 
     std::int64_t mBlockSize = 512; // in samples
     std::int64_t mStart = 0;
-    std::optional<std::int64_t> mEnd;             // exclusive; none: behind everything
-    std::vector<Jump> mJumps;                     // of those at one sample the first that is left, and before loops
-    std::vector<Loop> mLoops;                     // of those with one end the first that has rounds left
+    std::optional<std::int64_t> mEnd = {};        // exclusive; none: behind everything, and every way back
+    std::vector<Jump> mJumps = {};                // of those at one sample the first that is left, and before loops
+    std::vector<Loop> mLoops = {};                // of those with one end the first that has rounds left
     Mdie_Filter mFilter = Mdie_Filter().SetAll(); // by the channel that a track plays on
 };
 
@@ -88,22 +91,29 @@ struct MdidHost_PlayOptions
 // play no channel events. A program that leaves bank or program open is chased with those before it.
 //
 // All is prepared at construction: O(n log n) in the events, which throws std::bad_alloc; from then on no heap, no
-// lock, and nothing is thrown but what a sink throws. The session is only read; it must outlive the player, and must
-// not change meanwhile. For its life the player makes the session's context of time that of the process, and installs
-// the pool of notes in progress: one player at a time. The rest is called on one thread at a time, the playback thread.
+// lock, and nothing is thrown but what a sink throws: that event counts as sent, play goes on behind it or is stopped,
+// and no note hangs. The session is only read; it must outlive the player, and must not change meanwhile. For its life
+// the player makes the session's context of time that of the process, and installs the pool of notes in progress: a
+// process has one player at a time, and a new one can only be made when the last one is gone. The rest is called on one
+// thread at a time, the playback thread.
 class MdidHost_Player
 {
 public:
     using Options = MdidHost_PlayOptions;
 
-    // std::invalid_argument: a block without samples, a loop without length or rounds.
+    // std::invalid_argument: a block without samples, a loop without length or rounds. std::logic_error: there is
+    // another player.
     MdidHost_Player(const MdidHost_Session& iSession, const Options& iOptions);
     ~MdidHost_Player();
     MdidHost_Player(const MdidHost_Player&) = delete;
     MdidHost_Player& operator=(const MdidHost_Player&) = delete;
 
     // Plays the next block; less where the end comes first, with the stop. False when play is at its end: nothing is
-    // sent then. Where it has not begun, or was stopped, it begins with a chase.
+    // sent then. Where it has not begun, or was stopped, it begins with a chase. A jump that a block comes to with its
+    // last sample is made by the next one.
+    //
+    // Linear in what is played. A chase and a jump: for each track O(log n) a lane and O(m log m) in the m notes that
+    // sound there, and linear in the jumps and loops of the options.
     bool Render(MdidHost_PlaySink& ioSink);
 
     // From the next block on: go there; a track is silent, or not (solo: all others are, and mute goes first). A muted
@@ -116,10 +126,23 @@ public:
     void Stop(MdidHost_PlaySink& ioSink);
 
     bool IsPlaying() const;           // from the first block to a stop or the end
-    std::int64_t GetPosition() const; // the sample that is played next
-    std::int64_t GetEnd() const;      // as given, or the first sample behind everything
+    std::int64_t GetPosition() const; // the sample that is played next, if no jump is made there
+    std::int64_t GetEnd() const;      // as given, or behind everything and every way back
+    std::int64_t GetElapsed() const;  // samples played since construction
+    std::int64_t GetBlockSize() const;
+    std::int32_t GetSampleRate() const; // of the session, in Hz
 
 private:
+    // Of the process.
+    struct Place
+    {
+        Place();
+        ~Place();
+        Place(const Place&) = delete;
+        Place& operator=(const Place&) = delete;
+    };
+
+    Place mPlace;
     MdidHost_Session::Scope mScope;
     std::unique_ptr<MdidHost_PlayEngine> mEngineP;
 };

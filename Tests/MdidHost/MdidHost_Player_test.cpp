@@ -191,6 +191,7 @@ void TestPlay(const MdidHost_Session& iSession, const PlainEvents& iEvents, Rand
     const AllocationCounter counter;
     for (int i = 0; i < 20 && !testing::Test::HasFailure(); ++i)
     {
+        played.mNumTaken = counter.GetSystemCalls() + counter.GetCount();
         if (any(8) == 0)
             player.Stop(played);
         if (any(8) == 0)
@@ -207,7 +208,6 @@ void TestPlay(const MdidHost_Session& iSession, const PlainEvents& iEvents, Rand
         for (auto j = iEvents.begin(); j != iEvents.end() && std::get<0>(j->first) < player.GetPosition(); ++j)
             plain.Feed(std::get<3>(j->first), j->second);
         played.ExpectToBe(plain, isHeard, player.IsPlaying());
-        played.mNumTaken = counter.GetSystemCalls() + counter.GetCount();
     }
     player.Stop(played);
     played.ExpectToBe(Instruments(), isHeard, false);
@@ -256,6 +256,7 @@ TEST(MdidHost_Player, KeepsTheOrderThatInstrumentsNeed)
     options.mLoops = {{340, 360, 2}};
     options.mEnd = 500;
     MdidHost_Player player(session, options);
+    EXPECT_THROW(MdidHost_Player(session, options), std::logic_error);
     Instruments played;
     while (player.Render(played))
         continue;

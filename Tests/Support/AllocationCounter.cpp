@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <cxxabi.h>
 #include <dlfcn.h>
 #include <malloc.h>
 #include <new>
@@ -115,6 +116,7 @@ void* __libc_malloc(size_t n);
 void* __libc_calloc(size_t n, size_t size);
 void* __libc_realloc(void* p, size_t n);
 void* __libc_memalign(size_t a, size_t n);
+void __libc_free(void* p);
 
 void* malloc(size_t n) { return ++sTotals.mSystemCalls, __libc_malloc(n); }
 void* calloc(size_t n, size_t size) { return ++sTotals.mSystemCalls, __libc_calloc(n, size); }
@@ -123,14 +125,23 @@ void* memalign(size_t a, size_t n) { return ++sTotals.mSystemCalls, __libc_memal
 void* aligned_alloc(size_t a, size_t n) { return memalign(a, n); }
 int posix_memalign(void** oP, size_t a, size_t n) { return (*oP = memalign(a, n)) != nullptr ? 0 : ENOMEM; }
 
-int pthread_mutex_lock(pthread_mutex_t* p)
-{
-    static int (*sLockP)(pthread_mutex_t*) = nullptr;
-    if (sLockP == nullptr)
-        sLockP = reinterpret_cast<int (*)(pthread_mutex_t*)>(dlsym(RTLD_NEXT, "pthread_mutex_lock"));
-    ++sTotals.mSystemCalls;
-    return sLockP(p);
-}
+void free(void* p) { if (p != nullptr) ++sTotals.mSystemCalls; __libc_free(p); }
+
+// The function of that name in the library that it belongs to.
+#define MDID_COUNTED(name, result, parameters, arguments)                                                              \
+    result name parameters                                                                                             \
+    {                                                                                                                  \
+        static result(*sNextP) parameters = nullptr;                                                                   \
+        if (sNextP == nullptr)                                                                                         \
+            sNextP = reinterpret_cast<result(*) parameters>(dlsym(RTLD_NEXT, #name));                                  \
+        ++sTotals.mSystemCalls;                                                                                        \
+        return sNextP arguments;                                                                                       \
+    }
+MDID_COUNTED(pthread_mutex_lock, int, (pthread_mutex_t * p), (p))
+MDID_COUNTED(pthread_mutex_trylock, int, (pthread_mutex_t * p), (p))
+MDID_COUNTED(pthread_rwlock_rdlock, int, (pthread_rwlock_t * p), (p))
+MDID_COUNTED(pthread_rwlock_wrlock, int, (pthread_rwlock_t * p), (p))
+MDID_COUNTED(__cxa_guard_acquire, int, (__cxxabiv1::__guard * p), (p))
 }
 #pragma GCC visibility pop
 #endif
