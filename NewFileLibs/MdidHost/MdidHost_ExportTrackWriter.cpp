@@ -59,6 +59,16 @@ void MdidHost_ExportTrackWriter::AddSysex(std::int64_t iTick, Bytes iBody)
     AddByte(Mdi_Status::kSysexEnd);
 }
 
+void MdidHost_ExportTrackWriter::AddEscape(std::int64_t iTick, Bytes iMessage)
+{
+    CheckRoom(iMessage.size());
+    AddDelta(iTick);
+    mRunningStatus = 0;
+    AddByte(Mdi_Status::kSysexEnd); // without a start of its own
+    AddQuantity(std::ssize(iMessage));
+    mBytes.WriteBlock(iMessage.data(), iMessage.size());
+}
+
 void MdidHost_ExportTrackWriter::AddMeta(std::int64_t iTick, unsigned char iType, Bytes iData)
 {
     CheckRoom(iData.size());

@@ -28,11 +28,16 @@ public:
     // iBody: without F0 and F7, shorter than kMaxQuantity.
     void AddSysex(std::int64_t iTick, Bytes iBody);
 
+    // A message of the system, from F1 on, as it is; shorter than kMaxQuantity.
+    void AddEscape(std::int64_t iTick, Bytes iMessage);
+
     // iType: one of Mdi_Meta. iData: at most kMaxQuantity bytes.
     void AddMeta(std::int64_t iTick, unsigned char iType, Bytes iData);
 
     // The last call: ends the track at iEnd, or with its last event if that is later, and writes the whole chunk.
     void Finish(std::int64_t iEnd, Cmn_OutStream& ioStream);
+
+    std::int64_t GetSize() const { return mBytes.GetPosition(); } // of the events so far, in bytes
 
 private:
     void AddDelta(std::int64_t iTick);

@@ -3,6 +3,7 @@
 #include "Mdid/Mdi_Meta.h"
 #include "Mdid/Mdi_Status.h"
 #include "MdidHost/MdidHost_ExportTrackWriter_Private.h"
+#include "MdidHost/MdidHost_PlayMessages_Private.h"
 #include "MdidHost/MdidHost_Text.h"
 #include "MdidHost/MdidHost_Wording_Private.h"
 
@@ -18,23 +19,9 @@ using Writer = MdidHost_ExportTrackWriter;
 
 constexpr std::size_t kBufferSize = std::size_t{1} << 16;
 constexpr int kMaxTicksPerQuarter = 32767;
+constexpr std::int64_t kMaxSize = std::numeric_limits<std::int32_t>::max();
 constexpr std::int64_t kLastTick = std::int64_t{1} << 40;           // a file of some thousand bridged gaps
 constexpr std::array<unsigned char, 3> kTempo = {0x07, 0xA1, 0x20}; // half a second a quarter
-
-// In bytes, as they go to an instrument.
-template <class Use>
-void ForEachMessage(const Mdid_Event& iEvent, Use iUse)
-{
-    std::vector<unsigned char> bytes;
-    for (int i = 0; i < iEvent.GetNumMessages(); ++i)
-    {
-        bytes.resize(static_cast<std::size_t>(iEvent.GetMessageLength(i)));
-        if (bytes.empty())
-            continue;
-        iEvent.GetMessageData(bytes.data(), i);
-        iUse(bytes);
-    }
-}
 
 std::string Right(const std::string& iText, std::size_t iWidth)
 {
@@ -71,7 +58,7 @@ void MdidHost_PlayListing::Receive(const MdidHost_PlayedEvent& iEvent)
         return;
     if (mOptions.mIsChaseOnly && iEvent.mWhy != MdidHost_PlayedEvent::kChase)
         return;
-    ForEachMessage(iEvent.mEvent, [&](const auto& message) { AddLine(iEvent, message); });
+    MdidHost_ForEachMessage(iEvent.mEvent, mMessage, [&](const auto& message) { AddLine(iEvent, message); });
     if (mText.size() > kBufferSize)
         Flush();
 }
@@ -132,29 +119,33 @@ MdidHost_PlayedFile::~MdidHost_PlayedFile() = default;
 
 void MdidHost_PlayedFile::Receive(const MdidHost_PlayedEvent& iEvent)
 {
-    const std::int64_t tick = GetTick(iEvent.mElapsed);
+    mLastTick = std::max(mLastTick, GetTick(iEvent.mElapsed));
     Writer& track = mTracks.at(static_cast<std::size_t>(iEvent.mTrack));
-    ForEachMessage(iEvent.mEvent,
-                   [&](const std::vector<unsigned char>& message)
-                   {
-                       const Writer::Bytes bytes(message);
-                       if (bytes[0] < Mdi_Status::kSysexStart)
-                           track.AddMessage(tick, bytes[0], bytes.subspan(1));
-                       else if (bytes[0] == Mdi_Status::kSysexStart && bytes.size() >= 2)
-                       {
-                           if (std::ssize(bytes) > Writer::kMaxQuantity)
-                               throw std::runtime_error("a message is longer than a MIDI file can say");
-                           track.AddSysex(tick, bytes.subspan(1, bytes.size() - 2));
-                       }
-                   });
-    mLastTick = std::max(mLastTick, tick);
+    mSize -= track.GetSize();
+    MdidHost_ForEachMessage(iEvent.mEvent, mMessage, [&](const auto& message) { Add(track, message); });
+    mSize += track.GetSize();
+    if (mSize > kMaxSize)
+        throw std::runtime_error("what is played takes more than 2 GB");
 }
 
-void MdidHost_PlayedFile::Write(Cmn_OutStream& ioStream)
+void MdidHost_PlayedFile::Add(Writer& ioTrack, std::span<const unsigned char> iMessage) const
 {
+    if (std::ssize(iMessage) > Writer::kMaxQuantity)
+        throw std::runtime_error("a message is longer than a MIDI file can say");
+    if (iMessage[0] < Mdi_Status::kSysexStart)
+        ioTrack.AddMessage(mLastTick, iMessage[0], iMessage.subspan(1));
+    else if (iMessage[0] == Mdi_Status::kSysexStart && iMessage.back() == Mdi_Status::kSysexEnd)
+        ioTrack.AddSysex(mLastTick, iMessage.subspan(1, iMessage.size() - 2));
+    else
+        ioTrack.AddEscape(mLastTick, iMessage);
+}
+
+void MdidHost_PlayedFile::Write(Cmn_OutStream& ioStream, std::int64_t iElapsed)
+{
+    const std::int64_t end = std::max(mLastTick, GetTick(iElapsed));
     Writer::WriteFileHeader(1, mTracks.size(), static_cast<std::uint16_t>(mTicksPerQuarter), ioStream);
     for (Writer& track : mTracks)
-        track.Finish(mLastTick, ioStream);
+        track.Finish(end, ioStream);
 }
 
 // In whole seconds and the rest, so that no product overflows.

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <ostream>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -49,6 +50,7 @@ private:
     MdidHost_MusicalTime mTimes;
     Options mOptions;
     std::string mText;
+    std::vector<unsigned char> mMessage;
 };
 
 // Collects what is played as a Standard MIDI File of format 1, with a track for each of the session. Events stand where
@@ -66,17 +68,21 @@ public:
     MdidHost_PlayedFile(const MdidHost_PlayedFile&) = delete;
     MdidHost_PlayedFile& operator=(const MdidHost_PlayedFile&) = delete;
 
-    // Takes memory. std::runtime_error: more than a file can say.
+    // Takes memory, up to 2 GB in all. std::runtime_error: more than that, or than a file can say.
     void Receive(const MdidHost_PlayedEvent& iEvent) override;
 
-    // The last call.
-    void Write(Cmn_OutStream& ioStream);
+    // The last call. The tracks end when so many samples were played, or with the last event if that is later.
+    // std::runtime_error: that is longer than a file can say.
+    void Write(Cmn_OutStream& ioStream, std::int64_t iElapsed = 0);
 
 private:
+    void Add(MdidHost_ExportTrackWriter& ioTrack, std::span<const unsigned char> iMessage) const;
     std::int64_t GetTick(std::int64_t iElapsed) const;
 
     std::int64_t mSampleRate;
     int mTicksPerQuarter;
     std::vector<MdidHost_ExportTrackWriter> mTracks;
     std::int64_t mLastTick = 0;
+    std::int64_t mSize = 0; // of the events of all tracks
+    std::vector<unsigned char> mMessage;
 };
