@@ -2,10 +2,12 @@
 # Installs what the build and the tests need on Debian 12 and is not there yet. Asks for nothing when all of it is.
 set -eu
 
+# libjack-jackd2-dev: librtmidi-dev alone would bring the other JACK, and remove this one where it is in use.
 packages="
     g++ cmake make ninja-build pkg-config
     libboost-dev libboost-filesystem-dev libboost-locale-dev libpugixml-dev
     libcli11-dev nlohmann-json3-dev libcairo2-dev
+    librtmidi-dev libjack-jackd2-dev
     libgtest-dev librapidcheck-dev libbenchmark-dev
     midicsv openttd-openmsx"
 

@@ -93,7 +93,7 @@ void SessionCommand::AddSession(std::string& ioPath, const char* iName)
 void SessionCommand::AddTrack(std::optional<int>& ioTrack)
 {
     mApp.add_option("--track", ioTrack, "Only this track of the session, from 1 as mdid show counts them")
-        ->check(CLI::PositiveNumber);
+        ->check(kFromOne);
 }
 
 void SessionCommand::AddFormat(MdidHost_EventListing::Format& ioFormat)

@@ -9,6 +9,7 @@
 #include "MdidHost/MdidHost_SessionFolder.h"
 
 #include <CLI/CLI.hpp>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -18,6 +19,8 @@
 constexpr int kDone = 0;
 constexpr int kBadInput = 1; // of diff: the two differ
 constexpr int kWrongUsage = 2;
+
+const CLI::Range kFromOne(1, std::numeric_limits<int>::max());
 
 // What the parser of the command line cannot see, such as a time that is none.
 struct WrongUsage : std::runtime_error

@@ -2,10 +2,14 @@
 
 #include "CFnd/Sys_FileStream.h"
 #include "Command.h"
+#include "MdidHost/MdidHost_LivePlay.h"
 #include "MdidHost/MdidHost_PlayListing.h"
 #include "MdidHost/MdidHost_Scrub.h"
+#include "MidiPort.h"
 
 #include <algorithm>
+#include <atomic>
+#include <csignal>
 #include <iostream>
 #include <limits>
 #include <string_view>
@@ -68,7 +72,7 @@ public:
         const MdidHost_Session session = Open(mSession);
         const MdidHost_Session::Scope scope(session);
         VerifyTrack(session, mTrack);
-        constexpr std::int64_t kLast = (std::int64_t{1} << 60) - 1; // that a player has a sample behind
+        constexpr std::int64_t kLast = MdidHost_PlayOptions::kMaxPosition - 1; // there is a sample behind it
         MdidHost_PlayOptions options;
         options.mStart = std::min(ParseSample(MdidHost_MusicalTime(session), "--at", mAt.value_or("")), kLast);
         options.mEnd = options.mStart + 1;
@@ -87,44 +91,49 @@ private:
 class Distributor : public MdidHost_PlaySink
 {
 public:
-    Distributor(std::optional<MdidHost_PlayListing>& ioListing, std::optional<MdidHost_PlayedFile>& ioFile)
-        : mListing(ioListing),
-          mFile(ioFile)
-    {
-    }
+    void Add(MdidHost_PlaySink& ioSink) { mSinks.push_back(&ioSink); }
 
     void Receive(const MdidHost_PlayedEvent& iEvent) override
     {
-        if (mListing)
-            mListing->Receive(iEvent);
-        if (mFile)
-            mFile->Receive(iEvent);
+        for (MdidHost_PlaySink* const sinkP : mSinks)
+            sinkP->Receive(iEvent);
     }
 
 private:
-    std::optional<MdidHost_PlayListing>& mListing;
-    std::optional<MdidHost_PlayedFile>& mFile;
+    std::vector<MdidHost_PlaySink*> mSinks;
 };
+
+// Set by the keyboard or by whoever ends this program.
+std::atomic<bool> sIsToStop = false;
+static_assert(std::atomic<bool>::is_always_lock_free);
+
+void StopPlay(int)
+{
+    sIsToStop = true;
+}
 
 class PlayCommand : public PlayingCommand
 {
 public:
     explicit PlayCommand(CLI::App& ioProgram)
         : PlayingCommand(ioProgram, "play",
-                         "Play a session as an engine does, with loops, jumps and mutes, and list what is sent, or "
-                         "write it to a MIDI file",
+                         "Play a session as an engine does, with loops, jumps and mutes, and list what is sent, "
+                         "write it to a MIDI file, or send it to a MIDI output",
                          "play song.mdid --from 3 --to 11 --loop 5..7 --jump 9..4 --mute 2 --format json")
     {
         AddText(mApp, "--from", mFrom, (std::string("Where it begins") + kTimeForms + " (default: 0s)").c_str());
         AddText(mApp, "--to", mTo, "Where it ends: before this; end is the session's end (default: behind everything)");
-        AddText(mApp, "--loop", mLoop, "A..B is played several times before play goes on");
+        AddText(mApp, "--loop", mLoop,
+                "A..B, without B, is played several times before play goes on; B may be end, the session's end");
         mApp.add_option("--rounds", mRounds, "How many times the loop is played in all")
             ->check(CLI::Range(1, kMaxRounds))
             ->capture_default_str()
             ->needs("--loop");
         AddMany("--jump", mJumps, "AT..TO: when play comes to AT, it goes to TO, once");
-        AddMany("--mute", mMutes, "A track that is silent, from 1").check(CLI::PositiveNumber);
+        AddMany("--mute", mMutes, "A track that is silent, from 1").check(kFromOne);
         AddText(mApp, "-o,--output", mOutput, "A Standard MIDI File of what is played; - is standard output");
+        AddText(mApp, "--port", mPort, "Play in real time to this MIDI output; a part of its name will do")
+            .excludes("--output");
     }
 
     int Run() override
@@ -138,7 +147,9 @@ public:
             if (track > std::ssize(session.mTracks))
                 throw WrongUsage("--mute: there is no track " + std::to_string(track) + " among " +
                                  std::to_string(session.mTracks.size()));
-        if (!mOutput)
+        if (mPort)
+            PlayLive(session, options);
+        else if (!mOutput)
             Play(session, options, nullptr);
         else if (*mOutput == "-")
         {
@@ -201,17 +212,38 @@ private:
     {
         std::optional<MdidHost_PlayListing> listing;
         std::optional<MdidHost_PlayedFile> file;
+        Distributor distributor;
         if (ioStreamP)
-            file.emplace(iSession);
+            distributor.Add(file.emplace(iSession));
         if (!ioStreamP || !mFormat.empty())
-            listing.emplace(std::cout, iSession, MdidHost_PlayListingOptions{IsJson(), {}, false});
+            distributor.Add(listing.emplace(std::cout, iSession, GetListingOptions()));
         MdidHost_Player player(iSession, iOptions);
-        for (const int track : mMutes)
-            player.SetMuted(static_cast<std::size_t>(track - 1), true);
-        Distributor distributor(listing, file);
+        Mute(player);
         Render(player, distributor);
         if (file)
-            file->Write(*ioStreamP);
+            file->Write(*ioStreamP, mTo ? player.GetElapsed() : 0);
+    }
+
+    void PlayLive(const MdidHost_Session& iSession, MdidHost_PlayOptions iOptions) const
+    {
+        iOptions.mBlockSize = MdidHost_LiveBlockSize(iSession.mContext.GetSampleRate());
+        std::optional<MdidHost_PlayListing> listing;
+        if (!mFormat.empty())
+            listing.emplace(std::cout, iSession, GetListingOptions());
+        MidiPort port(mPort.value_or(""));
+        MdidHost_Player player(iSession, iOptions);
+        Mute(player);
+        std::signal(SIGINT, StopPlay);
+        std::signal(SIGTERM, StopPlay);
+        MdidHost_PlayLive(player, port, sIsToStop, listing ? &*listing : nullptr);
+    }
+
+    MdidHost_PlayListingOptions GetListingOptions() const { return {IsJson(), {}, false}; }
+
+    void Mute(MdidHost_Player& ioPlayer) const
+    {
+        for (const int track : mMutes)
+            ioPlayer.SetMuted(static_cast<std::size_t>(track - 1), true);
     }
 
     std::optional<std::string> mFrom;
@@ -221,6 +253,7 @@ private:
     std::vector<std::string> mJumps;
     std::vector<int> mMutes;
     std::optional<std::string> mOutput;
+    std::optional<std::string> mPort;
 };
 
 class ScrubCommand : public PlayingCommand

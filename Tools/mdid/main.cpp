@@ -2,6 +2,7 @@
 
 #include "Command.h"
 #include "Mdid/Mdid_Init.h"
+#include "MdidHost/MdidHost_Text.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -51,7 +52,7 @@ int RunAndComplain(int iArgc, char** iArgv)
     }
     catch (const WrongUsage& error)
     {
-        std::cerr << "mdid: " << error.what() << '\n';
+        std::cerr << "mdid: " << MdidHost_Printable(error.what()) << '\n';
         return kWrongUsage;
     }
     catch (const MdidHost_FileError& error)
@@ -60,7 +61,7 @@ int RunAndComplain(int iArgc, char** iArgv)
     }
     catch (const std::exception& exception)
     {
-        std::cerr << "mdid: " << exception.what() << '\n';
+        std::cerr << "mdid: " << MdidHost_Printable(exception.what()) << '\n';
     }
     return kBadInput;
 }

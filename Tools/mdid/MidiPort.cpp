@@ -1,0 +1,122 @@
+#include "MidiPort.h"
+
+#include <RtMidi.h>
+#include <algorithm>
+#include <fcntl.h>
+#include <optional>
+#include <stdexcept>
+#include <unistd.h>
+#include <vector>
+
+namespace
+{
+
+constexpr const char* kClientName = "mdid";
+
+// MIDI systems that do not answer write what they think of it to standard error; this program says it in one line.
+class QuietStandardError
+{
+public:
+    QuietStandardError()
+    {
+        const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+        if (nowhere < 0)
+            return;
+        dup2(nowhere, STDERR_FILENO);
+        close(nowhere);
+    }
+    ~QuietStandardError()
+    {
+        if (mBefore < 0)
+            return;
+        dup2(mBefore, STDERR_FILENO);
+        close(mBefore);
+    }
+    QuietStandardError(const QuietStandardError&) = delete;
+    QuietStandardError& operator=(const QuietStandardError&) = delete;
+
+private:
+    int mBefore = dup(STDERR_FILENO);
+};
+
+struct Output
+{
+    RtMidi::Api mSystem;
+    unsigned mNumber;
+    std::string mName;
+};
+
+// Of all systems; none when no system answers.
+std::optional<std::vector<Output>> FindOutputs()
+{
+    const QuietStandardError quiet;
+    std::vector<RtMidi::Api> systems;
+    RtMidi::getCompiledApi(systems);
+    std::optional<std::vector<Output>> outputs;
+    for (const RtMidi::Api system : systems)
+        try
+        {
+            RtMidiOut client(system, kClientName);
+            const unsigned count = client.getPortCount();
+            if (!outputs)
+                outputs.emplace();
+            for (unsigned i = 0; i < count; ++i)
+                outputs->push_back({system, i, client.getPortName(i)});
+        }
+        catch (const RtMidiError&) // another system may answer
+        {
+        }
+    return outputs;
+}
+
+std::string ListOf(const std::vector<Output>& iOutputs)
+{
+    std::string text;
+    for (const Output& output : iOutputs)
+        ((text += text.empty() ? "\"" : ", \"") += output.mName) += '"';
+    return text.empty() ? "there is none" : "there are: " + text;
+}
+
+const Output& Choose(const std::vector<Output>& iOutputs, const std::string& iName)
+{
+    const auto isNamed = [&](const Output& iOutput) { return iOutput.mName == iName; };
+    const auto fits = [&](const Output& iOutput) { return iOutput.mName.find(iName) != std::string::npos; };
+    if (const auto named = std::ranges::find_if(iOutputs, isNamed); named != iOutputs.end())
+        return *named;
+    switch (std::ranges::count_if(iOutputs, fits))
+    {
+    case 0:
+        throw std::runtime_error("no MIDI output is called \"" + iName + "\"; " + ListOf(iOutputs));
+    case 1:
+        return *std::ranges::find_if(iOutputs, fits);
+    default:
+        throw std::runtime_error("several MIDI outputs are called \"" + iName + "\"; " + ListOf(iOutputs));
+    }
+}
+
+} // namespace
+
+MidiPort::MidiPort(const std::string& iName)
+{
+    const auto outputs = FindOutputs();
+    if (!outputs)
+        throw std::runtime_error("no MIDI system answers on this machine");
+    const Output& output = Choose(*outputs, iName);
+    try
+    {
+        const QuietStandardError quiet;
+        mOutputP = std::make_unique<RtMidiOut>(output.mSystem, kClientName);
+        mOutputP->openPort(output.mNumber, kClientName);
+    }
+    catch (const RtMidiError& error)
+    {
+        throw std::runtime_error("the MIDI output \"" + output.mName + "\" does not open: " + error.getMessage());
+    }
+}
+
+MidiPort::~MidiPort() = default;
+
+void MidiPort::Send(std::span<const unsigned char> iMessage)
+{
+    mOutputP->sendMessage(iMessage.data(), iMessage.size());
+}

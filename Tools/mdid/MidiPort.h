@@ -1,0 +1,25 @@
+#pragma once
+
+#include "MdidHost/MdidHost_LivePlay.h"
+
+#include <memory>
+#include <string>
+
+class RtMidiOut;
+
+// A MIDI output of this machine: an instrument, an interface, another program.
+class MidiPort : public MdidHost_MessageSink
+{
+public:
+    // The output of that name, else the only one whose name has the text in it. std::runtime_error, with the outputs
+    // that there are: none or several fit, or no MIDI system answers.
+    explicit MidiPort(const std::string& iName);
+    ~MidiPort() override;
+    MidiPort(const MidiPort&) = delete;
+    MidiPort& operator=(const MidiPort&) = delete;
+
+    void Send(std::span<const unsigned char> iMessage) override;
+
+private:
+    std::unique_ptr<RtMidiOut> mOutputP;
+};
