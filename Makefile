@@ -21,6 +21,11 @@ demo: tool
 	    'clip build/demo/canon.mdid --from 3:2:100 --to 5:1:240 -o build/demo/clip.mdid' \
 	    'notes build/demo/clip.mdid --sounding 3:2:240 --track 5' \
 	    'clip build/demo/clip.mdid --widen' \
+	    'chase build/demo/canon.mdid --at 4:1:240 --track 5' \
+	    'scrub build/demo/canon.mdid --path 3:4,4:1:1,3:4 --track 5' \
+	    'play build/demo/canon.mdid --from 3 --to 11 --loop 5..7 --jump 9..4 -o build/demo/played.mid' \
+	    'info build/demo/played.mid' \
+	    'roll build/demo/canon.mdid -o build/demo/canon.pdf' \
 	    'export build/demo/canon.mdid -o build/demo/canon.mid' \
 	    'diff Examples/Song/canon.mid build/demo/canon.mid'; do \
 	    printf '\n$$ mdid %s\n' "$$arguments"; \

@@ -28,7 +28,7 @@ for arguments in "import $song" "import $song -o -" "show $song --track 1" "even
     "roll $song -o a.png --from 3 --to 3" "roll $song -o a.png --track 8" "roll $song -o a.png --width 1" \
     "chase $song --at x" "chase $song --at 1 --track 8" "play $song --from 3 --to 3" "play $song --loop 3..3" \
     "play $song --rounds 2" "play $song --jump 3" "play $song --mute 8" "play $song --format csv" \
-    "play $song -o - --format json" "scrub $song --path 1,,2" "scrub $song --path 1 --track 8"; do
+    "play $song -o - --format json" "play $song -o x.mid --port y" "scrub $song --path 1,,2" "scrub $song --path 1 --track 8"; do
     # shellcheck disable=SC2086 # words
     run 2 $arguments
     is "lines on standard output of mdid $arguments" "$(lines out)" 0
@@ -154,6 +154,10 @@ is "reasons" "$(sed 's/.*"why":"//; s/".*//' out | sort -u | tr '\n' ' ')" 'chas
 is "events of a muted track" "$(grep -c '"track":2,' out)" 0
 run 0 csv played.mid
 has "7, $((280000 - 214957 + 2 * (240000 - 214957) - 2000)), End_track"
+run 0 play song.mdid --from 25 --loop 25..28 --format json
+is "rounds of a loop that ends behind everything" "$(grep -c '"why":"event"' out)" $((3 * 180))
+run 1 play song.mdid --port 'an output that is not there'
+is "lines about a missing output" "$(grep -cE '^mdid: no MIDI (system|output) ' err)" 1
 run 0 scrub song.mdid --path 0s,end,0s --format json
 is "what is passed on the way there and back" "$(grep -c forward out)" "$(grep -c backward out)"
 
