@@ -1,6 +1,6 @@
 // A saved session: the text of session.json, a zero byte, and the bytes of the chunk files "a.mdchun" and "b.mdchun".
 // Whatever they are, loading ends, as does the dump of a chunk file's records, and every failure is a
-// MdidHost_FileError; what could be loaded can be saved, and comes back equal.
+// MdidHost_FileError; what could be loaded can be saved, and comes back equal; and it can be played and scrubbed.
 
 #include "FuzzSupport.h"
 
@@ -8,12 +8,17 @@
 #include "Mdid/Mdid_Chunk.h"
 #include "Mdid/Mdid_Options.h"
 #include "MdidHost/MdidHost_Diff.h"
+#include "MdidHost/MdidHost_Player.h"
 #include "MdidHost/MdidHost_RecordDump.h"
+#include "MdidHost/MdidHost_Scrub.h"
 #include "MdidHost/MdidHost_SessionFolder.h"
 #include "QuorPlatformSupport/SPSStartupOption.h"
 
+#include <algorithm>
+#include <array>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <optional>
 #include <sstream>
 #include <unistd.h>
@@ -105,6 +110,44 @@ void RequireEqual(const MdidHost_Session& iA, const MdidHost_Session& iB)
     Require(areChunksEqual, "a chunk is not what was saved");
 }
 
+struct Keys : MdidHost_PlaySink
+{
+    std::map<std::array<int, 3>, int> mNumDown; // by track, channel and pitch
+    std::int64_t mElapsed = 0;
+
+    void Receive(const MdidHost_PlayedEvent& i) override
+    {
+        Require(i.mElapsed >= std::exchange(mElapsed, i.mElapsed), "time went back");
+        if (i.mEvent.GetType() == Mdid_Event::kNoteOn)
+            ++mNumDown[{i.mTrack, i.mEvent.GetChannel(), i.mEvent.As<Mdid_NoteOnEvent>().GetPitch()}];
+        else if (i.mEvent.GetType() == Mdid_Event::kNoteOff)
+            Require(--mNumDown[{i.mTrack, i.mEvent.GetChannel(), i.mEvent.As<Mdid_NoteOffEvent>().GetPitch()}] >= 0,
+                    "a note ended that had not begun");
+    }
+};
+
+void Play(const MdidHost_Session& iSession)
+{
+    constexpr std::int64_t kLast = MdidHost_PlayOptions::kMaxPosition;
+    MdidHost_PlayOptions options;
+    options.mBlockSize = 1 + kLast / 3;
+    options.mStart = -kLast;
+    options.mJumps = {{0, 100'000}, {kLast / 2, -1}, {kLast / 2, 48'000}};
+    options.mLoops = {{-100, 24'000, 3}};
+    MdidHost_Player player(iSession, options);
+    Keys keys;
+    for (bool isMuted = true; player.Render(keys); isMuted = !isMuted)
+        player.SetMuted(0, isMuted);
+    Require(std::ranges::all_of(keys.mNumDown, [](const auto& key) { return key.second == 0; }), "a note hangs");
+}
+
+void Scrub(const MdidHost_Session& iSession)
+{
+    MdidHost_Scrub scrub(iSession, {}, -1);
+    const std::size_t numPassed = scrub.MoveTo(MdidHost_PlayOptions::kMaxPosition).size();
+    Require(scrub.MoveTo(-1).size() == numPassed, "not as much is passed on the way back");
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* iData, std::size_t iSize)
@@ -122,6 +165,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* iData, std::size_t iSi
     if (const auto session = Load(folder.GetInput()))
     {
         // Lanes that no writer makes come to rest when they have been saved and loaded once.
+        Play(*session);
+        Scrub(*session);
         const MdidHost_Session settled = SaveAndLoad(*session, folder.NewOutput("once"));
         RequireEqual(settled, SaveAndLoad(settled, folder.NewOutput("twice")));
     }
