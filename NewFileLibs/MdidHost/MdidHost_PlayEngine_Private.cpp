@@ -51,32 +51,27 @@ bool MdidHost_PlayEngine::GoesBefore(const NoteMessage& iA, const NoteMessage& i
     return std::tie(iA.mTrack, iA.mNumber) < std::tie(iB.mTrack, iB.mNumber);
 }
 
-// Of one track, at the position.
+// Of one track.
 class MdidHost_PlayEngine::TransitionReceiver : public Mdie_EventReceiver
 {
 public:
-    TransitionReceiver(MdidHost_PlayEngine& ioEngine, std::size_t iTrack, MdidHost_PlaySink& ioSink)
-        : mEngine(ioEngine),
-          mTrack(iTrack),
-          mSink(ioSink)
-    {
-    }
+    TransitionReceiver(MdidHost_PlayEngine& ioEngine, std::size_t iTrack) : mEngine(ioEngine), mTrack(iTrack) {}
 
     void ReceiveEvent(const Mdid_Event& iEvent) override
     {
-        mEngine.Send(mTrack, MdidHost_PlayedEvent::kTransition, iEvent, mSink);
+        mEngine.Put(mTrack, MdidHost_PlayedEvent::kTransition, iEvent);
     }
 
 private:
     MdidHost_PlayEngine& mEngine;
     std::size_t mTrack;
-    MdidHost_PlaySink& mSink;
 };
 
 MdidHost_PlayEngine::MdidHost_PlayEngine(const MdidHost_Session& iSession, const MdidHost_PlayOptions& iOptions)
     : mSchedule(iSession, iOptions.mFilter),
       mTracks(iSession.mTracks.size()),
       mNoteEnds(mTracks.size()),
+      mOrder(mSchedule.GetMaxSettings()),
       mBlockSize(Clamped(iOptions.mBlockSize)),
       mSampleRate(iSession.mContext.GetSampleRate()),
       mNoteOffPriority(Mdid_NoteOffEvent(0, 0, 0).GetPlaybackPriority()),
@@ -132,6 +127,8 @@ void MdidHost_PlayEngine::MakePool()
     mNoteMessages.resize(count); // touched, too
     mNoteMessages.clear();
     mSoundingNotes.reserve(mSchedule.GetMaxNotes());
+    mOutbox.resize(mOrder.GetCapacity() + count); // touched, too
+    mOutbox.clear();
     Mdie_NoteInProgress::SetAllocator(mPoolP.get());
 }
 
@@ -145,7 +142,7 @@ void MdidHost_PlayEngine::BuildNoteIndexes() const
 
 bool MdidHost_PlayEngine::Render(MdidHost_PlaySink& ioSink)
 {
-    RecoverFromThrow(ioSink);
+    Flush(ioSink);
     if (!mIsRolling)
     {
         if (mRequestedJump)
@@ -155,9 +152,8 @@ bool MdidHost_PlayEngine::Render(MdidHost_PlaySink& ioSink)
         Start(ioSink);
     }
     ApplyMutes(false, ioSink);
-    if (mRequestedJump)
-        GoTo(*mRequestedJump, ioSink);
-    mRequestedJump.reset();
+    if (mRequestedJump || mIsMoving)
+        GoTo(std::exchange(mRequestedJump, std::nullopt).value_or(mPosition), ioSink);
     ApplyMutes(true, ioSink);
     mAreMutesChanged = false;
 
@@ -217,62 +213,68 @@ void MdidHost_PlayEngine::ApplyMutes(bool iIsHeard, MdidHost_PlaySink& ioSink)
         if (track.mIsHeard == iIsHeard || IsToBeHeard(track) != iIsHeard)
             continue;
         if (iIsHeard)
-            Unmute(i, ioSink);
+            Unmute(i);
         else
-        {
-            SilenceTrack(i, ioSink);
-            track.mIsHeard = false;
-        }
+            PutSilence(i);
+        track.mIsHeard = iIsHeard;
+        Flush(ioSink);
     }
 }
 
 // What ends at the position has ended in silence.
-void MdidHost_PlayEngine::Unmute(std::size_t iTrack, MdidHost_PlaySink& ioSink)
+void MdidHost_PlayEngine::Unmute(std::size_t iTrack)
 {
-    Track& track = mTracks[iTrack];
     CollectDueNoteOffs(iTrack);
     mNoteMessages.clear();
-    track.mIsHeard = true;
-    track.mLanesP->Prepare(mOrder);
-    SendLanes(iTrack, false, ioSink);
-    SendNoteOns(iTrack, ioSink);
+    mTracks[iTrack].mLanesP->Prepare(mOrder);
+    PutLanes(iTrack, false);
+    PutNoteOns(iTrack);
 }
 
 void MdidHost_PlayEngine::Start(MdidHost_PlaySink& ioSink)
 {
     mIsRolling = true;
+    mIsMoving = true;
     mNextP = mSchedule.FindFirst(mPosition);
     for (std::size_t i = 0; i < mTracks.size(); ++i)
     {
-        Track& track = mTracks[i];
-        track.mIsHeard = IsToBeHeard(track);
-        track.mLanesP->Chase(mSchedule.GetChaseLanes(i), mPosition);
-        track.mNotes.Clear(); // of a start that was broken off
-        AddSoundingNotes(i, track.mNotes);
-        UpdateNoteEnd(i);
-        if (!track.mIsHeard)
-            continue;
-        track.mLanesP->Prepare(mOrder);
-        SendLanes(i, false, ioSink);
-        SendNoteOns(i, ioSink);
+        StartTrack(i);
+        Flush(ioSink);
     }
+    mIsMoving = false;
+}
+
+void MdidHost_PlayEngine::StartTrack(std::size_t iTrack)
+{
+    Track& track = mTracks[iTrack];
+    track.mIsHeard = IsToBeHeard(track);
+    track.mLanesP->Chase(mSchedule.GetChaseLanes(iTrack), mPosition);
+    AddSoundingNotes(iTrack, track.mNotes);
+    UpdateNoteEnd(iTrack);
+    if (!track.mIsHeard)
+        return;
+    track.mLanesP->Prepare(mOrder);
+    PutLanes(iTrack, false);
+    PutNoteOns(iTrack);
 }
 
 void MdidHost_PlayEngine::Stop(MdidHost_PlaySink& ioSink)
 {
     if (!mIsRolling)
         return;
-    RecoverFromThrow(ioSink);
+    Flush(ioSink);
     for (std::size_t i = 0; i < mTracks.size(); ++i)
     {
         Track& track = mTracks[i];
         if (track.mIsHeard)
-            SilenceTrack(i, ioSink);
+            PutSilence(i);
         track.mNotes.Clear();
         track.mLanesP->Clear();
         mNoteEnds.Set(i, MdidHost_PlayNoteEnds::kNever);
+        Flush(ioSink);
     }
     mIsRolling = false;
+    mIsMoving = false;
 }
 
 void MdidHost_PlayEngine::SetPosition(std::int64_t iSample)
@@ -284,12 +286,17 @@ void MdidHost_PlayEngine::SetPosition(std::int64_t iSample)
 void MdidHost_PlayEngine::GoTo(std::int64_t iSample, MdidHost_PlaySink& ioSink)
 {
     SetPosition(iSample);
+    mIsMoving = true;
     mNextP = mSchedule.FindFirst(mPosition);
     for (std::size_t i = 0; i < mTracks.size(); ++i)
-        MoveTrack(i, ioSink);
+    {
+        MoveTrack(i);
+        Flush(ioSink);
+    }
+    mIsMoving = false;
 }
 
-void MdidHost_PlayEngine::MoveTrack(std::size_t iTrack, MdidHost_PlaySink& ioSink)
+void MdidHost_PlayEngine::MoveTrack(std::size_t iTrack)
 {
     Track& track = mTracks[iTrack];
     track.mTargetLanesP->Chase(mSchedule.GetChaseLanes(iTrack), mPosition);
@@ -297,14 +304,19 @@ void MdidHost_PlayEngine::MoveTrack(std::size_t iTrack, MdidHost_PlaySink& ioSin
     {
         track.mTargetLanesP->MoveFrom(*track.mLanesP, mOrder);
         track.mLanesP.swap(track.mTargetLanesP);
-        SendLanes(iTrack, false, ioSink);
+        PutLanes(iTrack, false);
     }
     else
         track.mLanesP->TakeOver(*track.mTargetLanesP);
+    MoveNotes(iTrack);
+}
 
+void MdidHost_PlayEngine::MoveNotes(std::size_t iTrack)
+{
+    Track& track = mTracks[iTrack];
     Mdie_TrackState notes;
     AddSoundingNotes(iTrack, notes);
-    TransitionReceiver receiver(*this, iTrack, ioSink);
+    TransitionReceiver receiver(*this, iTrack);
     Mdie_EventReceiver* const receiverP = track.mIsHeard ? &receiver : nullptr;
     const Mdie_ChaseSpec spec{1, Mdie_TrackState::kPlainMIDI, {mPosition, Time_EType::kSample}};
     if (IsBeyondSorting(track.mNotes) || IsBeyondSorting(notes)) // a note could end when it has just begun anew
@@ -443,76 +455,72 @@ void MdidHost_PlayEngine::SendDueNoteOffs(MdidHost_PlaySink& ioSink)
 {
     while (mNoteEnds.GetEarliest() <= mPosition)
         CollectDueNoteOffs(mNoteEnds.GetTrack());
-    SendCollectedNotes(Mdid_Event::kNoteOff, MdidHost_PlayedEvent::kNoteOff, ioSink);
+    PutCollectedNotes(Mdid_Event::kNoteOff, MdidHost_PlayedEvent::kNoteOff);
+    Flush(ioSink);
 }
 
-void MdidHost_PlayEngine::SendNoteOns(std::size_t iTrack, MdidHost_PlaySink& ioSink)
+void MdidHost_PlayEngine::PutNoteOns(std::size_t iTrack)
 {
     for (const Mdie_NoteInProgress* noteP = mTracks[iTrack].mNotes.NextNoteOff(); noteP != nullptr;
          noteP = noteP->GetNext())
         mNoteMessages.push_back(
             {noteP->mStartTime, iTrack, mNoteMessages.size(), noteP->mChannel, noteP->mPitch, noteP->mVelocity});
-    SendCollectedNotes(Mdid_Event::kNoteOn, MdidHost_PlayedEvent::kChase, ioSink);
+    PutCollectedNotes(Mdid_Event::kNoteOn, MdidHost_PlayedEvent::kChase);
 }
 
-void MdidHost_PlayEngine::SendCollectedNotes(Mdid_Event::Type iType, Why iWhy, MdidHost_PlaySink& ioSink)
+void MdidHost_PlayEngine::PutCollectedNotes(Mdid_Event::Type iType, Why iWhy)
 {
     std::ranges::sort(mNoteMessages, GoesBefore);
-    mAreNoteOffs = iType == Mdid_Event::kNoteOff;
-    for (mNumSent = 0; mNumSent < mNoteMessages.size();)
-    {
-        const NoteMessage& message = mNoteMessages[mNumSent++];
-        if (!mTracks[message.mTrack].mIsHeard)
-            continue;
-        if (mAreNoteOffs)
-            Send(message.mTrack, iWhy, Mdid_NoteOffEvent(message.mChannel, message.mPitch, message.mVelocity), ioSink);
-        else
-            Send(message.mTrack, iWhy, Mdid_NoteOnEvent(message.mChannel, message.mPitch, message.mVelocity), ioSink);
-    }
+    for (const NoteMessage& message : mNoteMessages)
+        if (iType == Mdid_Event::kNoteOn)
+            Put(message.mTrack, iWhy, Mdid_NoteOnEvent(message.mChannel, message.mPitch, message.mVelocity));
+        else if (mTracks[message.mTrack].mIsHeard)
+            Put(message.mTrack, iWhy, Mdid_NoteOffEvent(message.mChannel, message.mPitch, message.mVelocity));
     mNoteMessages.clear();
 }
 
-// Its notes are ended, and its lanes released; what it would sound like is kept.
-void MdidHost_PlayEngine::SilenceTrack(std::size_t iTrack, MdidHost_PlaySink& ioSink)
+// The notes are ended, and the lanes released; what the track would sound like is kept.
+void MdidHost_PlayEngine::PutSilence(std::size_t iTrack)
 {
     const Track& track = mTracks[iTrack];
     for (const Mdie_NoteInProgress* noteP = track.mNotes.NextNoteOff(); noteP != nullptr; noteP = noteP->GetNext())
         mNoteMessages.push_back(
             {noteP->mReleaseTime, iTrack, mNoteMessages.size(), noteP->mChannel, noteP->mPitch, noteP->mOffVelocity});
-    SendCollectedNotes(Mdid_Event::kNoteOff, MdidHost_PlayedEvent::kNoteOff, ioSink);
+    PutCollectedNotes(Mdid_Event::kNoteOff, MdidHost_PlayedEvent::kNoteOff);
     track.mLanesP->Mute(mOrder);
-    SendLanes(iTrack, true, ioSink);
+    PutLanes(iTrack, true);
 }
 
-// What a jump sends of a lane that is not active there any more is its release.
-void MdidHost_PlayEngine::SendLanes(std::size_t iTrack, bool iIsRelease, MdidHost_PlaySink& ioSink)
+// What a jump sends of a lane that is at rest there is its release.
+void MdidHost_PlayEngine::PutLanes(std::size_t iTrack, bool iIsRelease)
 {
     const Track& track = mTracks[iTrack];
-    for (const MdidHost_PlayOrder::Sent& sent : mOrder.Sort(track.mLanesP->GetSelections()))
+    for (const MdidHost_PlayOrder::Sent& sent : mOrder.Sort())
     {
-        const bool isRelease = iIsRelease || !track.mLanesP->IsActive(sent.mEvent);
+        const bool isRelease = iIsRelease || track.mLanesP->IsAtRest(sent.mEvent);
         Mdid_Event event = sent.mEvent;
         if (track.mSourceP->mMPEMembers == 0)
             event.SetChannel(static_cast<signed char>(track.mSourceP->mChannel & 0x0F));
-        Send(iTrack, isRelease ? MdidHost_PlayedEvent::kRelease : MdidHost_PlayedEvent::kChase, event, ioSink);
+        Put(iTrack, isRelease ? MdidHost_PlayedEvent::kRelease : MdidHost_PlayedEvent::kChase, event);
     }
     mOrder.Clear();
+}
+
+// What a sink that throws has not got goes first the next time.
+void MdidHost_PlayEngine::Flush(MdidHost_PlaySink& ioSink)
+{
+    while (mNumSent < mOutbox.size())
+    {
+        const Outgoing& outgoing = mOutbox[mNumSent++];
+        Send(outgoing.mTrack, outgoing.mWhy, outgoing.mEvent, ioSink);
+    }
+    mOutbox.clear();
+    mNumSent = 0;
 }
 
 void MdidHost_PlayEngine::Send(std::size_t iTrack, Why iWhy, const Mdid_Event& iEvent, MdidHost_PlaySink& ioSink) const
 {
     ioSink.Receive({mPosition, static_cast<int>(iTrack), iWhy, iEvent, mElapsed});
-}
-
-// Notes have ended that a sink which threw was not told of.
-void MdidHost_PlayEngine::RecoverFromThrow(MdidHost_PlaySink& ioSink)
-{
-    mOrder.Clear();
-    if (!mAreNoteOffs)
-        mNoteMessages.clear();
-    const auto sent = static_cast<std::ptrdiff_t>(std::min(mNumSent, mNoteMessages.size()));
-    mNoteMessages.erase(mNoteMessages.begin(), mNoteMessages.begin() + sent);
-    SendCollectedNotes(Mdid_Event::kNoteOff, MdidHost_PlayedEvent::kNoteOff, ioSink);
 }
 
 void MdidHost_PlayEngine::UpdateNoteEnd(std::size_t iTrack)

@@ -76,6 +76,13 @@ private:
         Mdid_NoteWithDurationEvent mEvent;
     };
 
+    struct Outgoing
+    {
+        std::size_t mTrack;
+        Why mWhy;
+        Mdid_Event mEvent;
+    };
+
     class TransitionReceiver;
 
     static bool GoesBefore(const NoteMessage& iA, const NoteMessage& iB);
@@ -86,12 +93,14 @@ private:
 
     void ApplyMutes(bool iIsHeard, MdidHost_PlaySink& ioSink);
     bool IsToBeHeard(const Track& iTrack) const;
-    void Unmute(std::size_t iTrack, MdidHost_PlaySink& ioSink);
+    void Unmute(std::size_t iTrack);
 
     void Start(MdidHost_PlaySink& ioSink);
+    void StartTrack(std::size_t iTrack);
     void SetPosition(std::int64_t iSample);
     void GoTo(std::int64_t iSample, MdidHost_PlaySink& ioSink);
-    void MoveTrack(std::size_t iTrack, MdidHost_PlaySink& ioSink);
+    void MoveTrack(std::size_t iTrack);
+    void MoveNotes(std::size_t iTrack);
     void AddSoundingNotes(std::size_t iTrack, Mdie_TrackState& ioNotes);
     PlannedJump* FindJump();
     std::int64_t FindNextJump(std::int64_t iBefore) const;
@@ -103,13 +112,14 @@ private:
     void PlayNote(const Item& iItem, MdidHost_PlaySink& ioSink);
 
     void CollectDueNoteOffs(std::size_t iTrack);
-    void SendCollectedNotes(Mdid_Event::Type iType, Why iWhy, MdidHost_PlaySink& ioSink);
+    void PutCollectedNotes(Mdid_Event::Type iType, Why iWhy);
     void SendDueNoteOffs(MdidHost_PlaySink& ioSink);
-    void SendNoteOns(std::size_t iTrack, MdidHost_PlaySink& ioSink);
-    void SilenceTrack(std::size_t iTrack, MdidHost_PlaySink& ioSink);
-    void SendLanes(std::size_t iTrack, bool iIsRelease, MdidHost_PlaySink& ioSink);
+    void PutNoteOns(std::size_t iTrack);
+    void PutSilence(std::size_t iTrack);
+    void PutLanes(std::size_t iTrack, bool iIsRelease);
+    void Put(std::size_t iTrack, Why iWhy, const Mdid_Event& iEvent) { mOutbox.push_back({iTrack, iWhy, iEvent}); }
+    void Flush(MdidHost_PlaySink& ioSink);
     void Send(std::size_t iTrack, Why iWhy, const Mdid_Event& iEvent, MdidHost_PlaySink& ioSink) const;
-    void RecoverFromThrow(MdidHost_PlaySink& ioSink);
     void UpdateNoteEnd(std::size_t iTrack);
 
     MdidHost_PlaySchedule mSchedule;
@@ -120,8 +130,8 @@ private:
     MdidHost_PlayOrder mOrder;
     std::vector<SoundingNote> mSoundingNotes;
     std::vector<NoteMessage> mNoteMessages;
-    std::size_t mNumSent = 0; // of these
-    bool mAreNoteOffs = false;
+    std::vector<Outgoing> mOutbox; // the state is as if it had been sent
+    std::size_t mNumSent = 0;      // of these
     std::vector<PlannedJump> mPlan;
     std::int64_t mBlockSize;
     std::int32_t mSampleRate;
@@ -134,6 +144,7 @@ private:
     const Item* mNextP = nullptr;
     std::optional<std::int64_t> mRequestedJump;
     bool mIsRolling = false;
+    bool mIsMoving = false;      // not all tracks are where the position is
     bool mHasPlayedHere = false; // the position was reached by playing
     bool mAreMutesChanged = false;
 };

@@ -23,8 +23,7 @@ private:
     Mdie_ChaseTrackerMap mMPEMap;
 };
 
-// What comes from a chase tracker, brought into the order in which an instrument needs it. Takes memory at construction
-// only, for as much as one call of a tracker may send.
+// What brings an instrument to a state, put into the order in which it needs it. Takes memory at construction only.
 class MdidHost_PlayOrder : public Mdie_EventReceiver
 {
 public:
@@ -35,62 +34,72 @@ public:
         Mdid_Event mEvent;
     };
 
-    MdidHost_PlayOrder();
+    struct Data
+    {
+        std::size_t mNumber = 0; // as it is played
+        MdidHost_PlayParameter mParameter;
+        int mController = 0;
+        signed char mValue = 0;
+    };
+
+    // iMaxSettings: as the schedule has it; beside what one call of a tracker may send.
+    explicit MdidHost_PlayOrder(std::size_t iMaxSettings);
 
     void ReceiveEvent(const Mdid_Event& iEvent) override;
 
-    // What has come since the last time. iSelects: by channel, as MdidHost_PlayLanes has it.
-    using Selections = std::array<signed char, 16>;
-    const std::vector<Sent>& Sort(const Selections& iSelections);
+    // What has come since the last time: programs and banks, numbers and data as they came, other controllers, bend,
+    // pressure.
+    const std::vector<Sent>& Sort();
     void Clear() { mSent.clear(); }
+    std::size_t GetCapacity() const { return mSent.capacity(); }
+
+    std::vector<Data>& GetData() { return mData; } // room for data of one channel that are to be sent
 
 private:
     std::vector<Sent> mSent;
+    std::vector<Data> mData;
 };
 
-// The state of the lanes of one track, on slots that are channels in MPE tracks; and which kind of parameter number
-// each channel has selected last. Playback thread, but for construction.
+// The state of the lanes of one track, on slots that are channels in MPE tracks. Playback thread, but for construction.
+//
+// The settings of a channel are those of the schedule's history at the count of them that has been played: what an
+// instrument has been brought to, by play or by a jump, is what it would have from the beginning.
 class MdidHost_PlayLanes
 {
 public:
-    using ChaseLane = MdidHost_PlaySchedule::ChaseLane;
-    using Selections = MdidHost_PlayOrder::Selections;
-
-    enum ESelection : signed char
-    {
-        kNone,
-        kNonRegistered, // controllers 98, 99
-        kRegistered     // controllers 100, 101
-    };
+    using TrackLanes = MdidHost_PlaySchedule::TrackLanes;
 
     MdidHost_PlayLanes(const MdidHost_PlayMaps& iMaps, bool iIsMPE);
 
     void Clear();
 
-    // The state before what is played at iSample.
-    void Chase(const std::vector<ChaseLane>& iLanes, std::int64_t iSample);
+    // The state before what is played at iSample. iLanes has to live as long as this is used.
+    void Chase(const TrackLanes& iLanes, std::int64_t iSample);
 
-    // A value is played.
+    // A value is played, the next one of the schedule on its channel.
     void Track(const Mdie_SubStream& iKey, int iValue, signed char iChannel);
 
-    // Moves an instrument from the state of ioFrom to this one; ioFrom is used up. Parameter numbers and data go
-    // together: where one of them differs, all of them are sent.
+    // Moves an instrument from the state of ioFrom to this one; ioFrom is used up.
     void MoveFrom(MdidHost_PlayLanes& ioFrom, MdidHost_PlayOrder& ioOrder);
     // In silence: this becomes the state.
     void TakeOver(const MdidHost_PlayLanes& iOther);
 
-    void Prepare(MdidHost_PlayOrder& ioOrder) { mTracker.DoUnMute(&ioOrder); }
+    void Prepare(MdidHost_PlayOrder& ioOrder); // an instrument of which nothing is known
     void Mute(MdidHost_PlayOrder& ioOrder) const { mTracker.DoMute(&ioOrder, true); }
 
-    bool IsActive(const Mdid_Event& iEvent) const;
-    const Selections& GetSelections() const { return mSelections; }
+    bool IsAtRest(const Mdid_Event& iEvent) const; // of a lane that is released, and has no value
 
 private:
+    static constexpr int kNumChannels = 16;
+
+    using Counts = std::array<std::size_t, kNumChannels>;
+
     int SlotOf(signed char iChannel) const { return mIsMPE ? iChannel : 0; }
-    void Select(const Mdie_SubStream& iKey, int iSlot);
-    bool HasOtherParameters(const MdidHost_PlayLanes& iOther, int iSlot) const;
+    std::size_t GetNumHistories() const { return mLanesP == nullptr ? 0 : mLanesP->mHistories.size(); }
+    void SendSettings(const Counts* iFromP, MdidHost_PlayOrder& ioOrder) const; // null: of an unknown instrument
 
     Mdie_ChaseTracker mTracker;
-    Selections mSelections{};
+    const TrackLanes* mLanesP = nullptr; // since the first chase
+    Counts mCounts{};                    // of settings that have been played
     bool mIsMPE;
 };

@@ -7,7 +7,7 @@
 #include "MdidHost/MdidHost_ExportNoteChannels_Private.h"
 
 #include <algorithm>
-#include <array>
+#include <numeric>
 
 namespace
 {
@@ -41,13 +41,6 @@ std::vector<Mdie_SubStream> MakeKeys()
     return keys;
 }
 
-void CompletePrograms(std::vector<MdidHost_PlaySchedule::Segment>& ioPrograms)
-{
-    int before = MdidHost_PlaySchedule::kOpenProgram;
-    for (auto& program : ioPrograms)
-        before = program.mValue = MdidHost_PlaySchedule::CompleteProgram(program.mValue, before);
-}
-
 // Whether the lane is one of a note, whose times count from there.
 bool IsOfNote(const Mdie_SubStream& iKey)
 {
@@ -55,6 +48,79 @@ bool IsOfNote(const Mdie_SubStream& iKey)
 }
 
 } // namespace
+
+bool MdidHost_PlaySettings::IsOfProgram(int iLane)
+{
+    return iLane == kProgramLane || iLane == Mdi_Controller::kBankLSB;
+}
+
+int MdidHost_PlaySettings::PlaceOfData(int iLane)
+{
+    const auto found = std::ranges::find(kDataControllers, iLane);
+    return found == kDataControllers.end() ? -1 : static_cast<int>(found - kDataControllers.begin());
+}
+
+void MdidHost_PlaySettings::Add(int iLane, int iValue)
+{
+    const auto value = static_cast<signed char>(iValue & 0x7F);
+    if (iLane == kProgramLane)
+    {
+        if ((iValue & 0x800000) == 0)
+            mBank.mMSB = static_cast<signed char>((iValue >> 15) & 0x7F);
+        if ((iValue & 0x400000) == 0)
+            mBank.mLSB = static_cast<signed char>((iValue >> 8) & 0x7F);
+        if ((iValue & 0x80) != 0)
+            return;
+        mProgram = value;
+        mProgramBank = mBank;
+    }
+    else if (iLane == Mdi_Controller::kBankLSB)
+        mBank.mLSB = value;
+    else if (IsNumber(iLane))
+    {
+        mNumbers[static_cast<std::size_t>(iLane - kFirstNumber)] = value;
+        mSelected = iLane < Mdi_Controller::kParameterLSB ? Parameter::kNonRegistered : Parameter::kRegistered;
+    }
+    else if (const int place = PlaceOfData(iLane); place >= 0)
+        mData[static_cast<std::size_t>(place)] = value;
+}
+
+MdidHost_PlayParameter MdidHost_PlaySettings::GetParameter() const
+{
+    const std::size_t first = mSelected == Parameter::kRegistered ? 2 : 0;
+    const auto half = [](signed char iNumber) { return iNumber == kNothing ? Parameter::kNullNumber : iNumber; };
+    const Parameter parameter{mSelected, {half(mNumbers[first]), half(mNumbers[first + 1])}};
+    return mSelected == Parameter::kNone || parameter.mNumber == Parameter().mNumber ? Parameter() : parameter;
+}
+
+void MdidHost_PlayHistory::Add(std::int64_t iSample, int iLane, int iValue)
+{
+    const std::size_t number = mValues.size();
+    Settings settings = GetSettings(number);
+    settings.Add(iLane, iValue);
+    mValues.push_back({iSample, settings});
+    mHasNumbers = mHasNumbers || Settings::IsNumber(iLane);
+    if (const int place = Settings::PlaceOfData(iLane); place >= 0)
+    {
+        const Parameter parameter = settings.GetParameter();
+        mData[parameter][static_cast<std::size_t>(place)].push_back({number, static_cast<signed char>(iValue)});
+        mHasLooseData = mHasLooseData || std::ranges::count(parameter.mNumber, Parameter::kNullNumber) > 0;
+    }
+}
+
+std::size_t MdidHost_PlayHistory::CountBefore(std::int64_t iSample) const
+{
+    const auto found = std::ranges::lower_bound(mValues, iSample, {}, &Value::mSample);
+    return static_cast<std::size_t>(found - mValues.begin());
+}
+
+// Each data entry behind its parameter's number; then bank and program, and the numbers before and behind the data.
+std::size_t MdidHost_PlayHistory::GetMaxEvents() const
+{
+    constexpr std::size_t kEventsOfEntry = 3;
+    constexpr std::size_t kOtherEvents = 10;
+    return mData.size() * Settings::kDataControllers.size() * kEventsOfEntry + kOtherEvents;
+}
 
 MdidHost_PlaySchedule::MdidHost_PlaySchedule(const MdidHost_Session& iSession, const Mdie_Filter& iFilter)
     : mSession(iSession),
@@ -67,6 +133,7 @@ MdidHost_PlaySchedule::MdidHost_PlaySchedule(const MdidHost_Session& iSession, c
     AddOwnLanes();
     CountNotes();
     std::ranges::stable_sort(mItems, PlaysBefore);
+    AddHistories();
     if (!mItems.empty())
         mEnd = std::max(mEnd, mItems.back().mSample + 1);
 }
@@ -75,6 +142,16 @@ const MdidHost_PlayItem* MdidHost_PlaySchedule::FindFirst(std::int64_t iSample) 
 {
     const auto found = std::ranges::lower_bound(mItems, iSample, {}, &Item::mSample);
     return mItems.data() + (found - mItems.begin());
+}
+
+std::size_t MdidHost_PlaySchedule::GetMaxSettings() const
+{
+    std::size_t max = 0;
+    for (const TrackLanes& track : mChaseLanes)
+        max = std::max(max, std::accumulate(track.mHistories.begin(), track.mHistories.end(), std::size_t{0},
+                                            [](std::size_t iSum, const MdidHost_PlayHistory& iHistory)
+                                            { return iSum + iHistory.GetMaxEvents(); }));
+    return max;
 }
 
 std::optional<Mdid_NoteWithDurationEvent> MdidHost_PlaySchedule::MakeNote(std::size_t iTrack, const Note& iNote) const
@@ -97,20 +174,6 @@ std::optional<Mdid_NoteWithDurationEvent> MdidHost_PlaySchedule::MakeNote(std::s
 std::int64_t MdidHost_PlaySchedule::SampleOf(Time_Typed iTime)
 {
     return Time_Globals::GetContext().ToSampleUpward(iTime).AsInt64();
-}
-
-int MdidHost_PlaySchedule::CompleteProgram(int iValue, int iBefore)
-{
-    struct Part
-    {
-        int mDisabled;
-        int mMask;
-    };
-    static constexpr std::array<Part, 3> kParts = {{{0x800000, 0x3F8000}, {0x400000, 0x007F00}, {0x80, 0x7F}}};
-    for (const Part& part : kParts)
-        if ((iValue & part.mDisabled) != 0 && (iBefore & part.mDisabled) == 0)
-            iValue = (iValue & ~(part.mDisabled | part.mMask)) | (iBefore & part.mMask);
-    return iValue;
 }
 
 // None without a channel to play on.
@@ -164,14 +227,8 @@ void MdidHost_PlaySchedule::AddLane(std::size_t iTrack, const Mdid_ContinuousDat
         return;
     for (const Segment& segment : iLane.GetSegments())
         AddValue(iTrack, segment.mTime, key, segment.mValue, *channel);
-    if (lane == kProgramLane)
-    {
-        Segments& programs = mOwnLanes[{iTrack, lane, *channel}];
-        for (const Segment& segment : iLane.GetSegments())
-            programs.push_back({segment.mTime, Clip(segment.mValue, key)});
-    }
-    else
-        mChaseLanes[iTrack].push_back({key, *channel, &iLane.GetSegments()});
+    if (!MdidHost_PlaySettings::IsSetting(lane))
+        mChaseLanes[iTrack].mLanes.push_back({key, *channel, &iLane.GetSegments()});
 }
 
 void MdidHost_PlaySchedule::AddValue(std::size_t iTrack, Time_Typed iTime, const Mdie_SubStream& iKey, int iValue,
@@ -233,7 +290,8 @@ void MdidHost_PlaySchedule::AddNoteLane(std::size_t iTrack, const MdidHost_NoteL
         if (!isAtStart && iTimes.IsCutOff(time))
             break;
         AddValue(iTrack, time, key, segment->mValue, iChannel);
-        mOwnLanes[{iTrack, lane, iChannel}].push_back({time, segment->mValue});
+        if (!MdidHost_PlaySettings::IsSetting(lane))
+            mOwnLanes[{iTrack, lane, iChannel}].push_back({time, segment->mValue});
     }
 }
 
@@ -243,9 +301,23 @@ void MdidHost_PlaySchedule::AddOwnLanes()
     {
         const auto& [track, lane, channel] = place;
         std::ranges::stable_sort(segments, {}, &Segment::mTime);
-        if (lane == kProgramLane)
-            CompletePrograms(segments);
-        mChaseLanes[track].push_back({GetKey(lane), static_cast<signed char>(channel), &segments});
+        mChaseLanes[track].mLanes.push_back({GetKey(lane), static_cast<signed char>(channel), &segments});
+    }
+}
+
+// As the items are sorted: what they set depends on their order.
+void MdidHost_PlaySchedule::AddHistories()
+{
+    constexpr std::size_t kNumChannels = 16;
+    for (std::size_t track = 0; track < mChaseLanes.size(); ++track)
+        mChaseLanes[track].mHistories.resize(mSession.mTracks[track].mMPEMembers > 0 ? kNumChannels : 1);
+    for (const Item& item : mItems)
+    {
+        if (item.mKind != Item::kLane || !MdidHost_PlaySettings::IsSetting(item.mLane))
+            continue;
+        auto& histories = mChaseLanes[static_cast<std::size_t>(item.mTrack)].mHistories;
+        const std::size_t slot = histories.size() > 1 ? static_cast<std::size_t>(item.mChannel) : 0;
+        histories[slot].Add(item.mSample, item.mLane, item.mValue);
     }
 }
 

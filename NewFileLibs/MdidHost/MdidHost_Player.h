@@ -88,14 +88,19 @@ struct MdidHost_PlayOptions
 //
 // Played are the lanes of chunks that are none of a note, system-exclusive and transport events, and notes that are not
 // muted, those of member channels in MPE tracks with their lanes (but for what clips cut off). Tracks without a channel
-// play no channel events. A program that leaves bank or program open is chased with those before it.
+// play no channel events.
+//
+// A program is chased in the bank in which it was selected, and behind it the bank that waits for the next one. Data
+// entry is chased for each parameter that it was played to, and the number selected last comes last; where data would
+// go nowhere from the beginning, the null number is selected before. Of steps (controllers 96, 97) only the last of
+// each kind and parameter is chased. A bank that has no value yet stays as it was left.
 //
 // All is prepared at construction: O(n log n) in the events, which throws std::bad_alloc; from then on no heap, no
-// lock, and nothing is thrown but what a sink throws: that event counts as sent, play goes on behind it or is stopped,
-// and no note hangs. The session is only read; it must outlive the player, and must not change meanwhile. For its life
-// the player makes the session's context of time that of the process, and installs the pool of notes in progress: a
-// process has one player at a time, and a new one can only be made when the last one is gone. The rest is called on one
-// thread at a time, the playback thread.
+// lock, and nothing is thrown but what a sink throws: that event counts as sent, and the next call goes on behind it.
+// The session is only read; it must outlive the player, and must not change meanwhile. For its life the player makes
+// the session's context of time that of the process, and installs the pool of notes in progress: a process has one
+// player at a time, and a new one can only be made when the last one is gone. The rest is called on one thread at a
+// time, the playback thread.
 class MdidHost_Player
 {
 public:

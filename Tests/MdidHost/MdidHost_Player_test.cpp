@@ -58,6 +58,15 @@ struct Instruments : MdidHost_PlaySink
                 state = kind == 14 ? bytes[2] * 128 + value - 8192 : value + (kind == 13 || number == 64 ? 0 : 1);
             if (kind == 11 && number >= 98 && number <= 101)
                 mState[{iTrack, bytes[0], -1}] = number >= 100 ? 2 : 1; // selected last
+            for (const int part : {0, 32})
+                if (kind == 12) // in the bank that waits
+                    mState[{iTrack, bytes[0], 1 + part}] = mState[{iTrack, bytes[0] - 16, part}];
+            if (kind != 11 || (number != 6 && number != 38))
+                continue;
+            const int selected = mState[{iTrack, bytes[0], -1}], first = selected == 2 ? 100 : 98; // where data go
+            const int lsb = mState[{iTrack, bytes[0], first}], msb = mState[{iTrack, bytes[0], first + 1}];
+            if (const int parameter = lsb % 128 * 128 + msb % 128; selected > 0 && parameter > 0) // else nowhere
+                mState[{iTrack, bytes[0], (parameter * 4 + selected) * 64 + number}] = value + 1;
         }
     }
     void Receive(const MdidHost_PlayedEvent& iEvent) override
@@ -134,12 +143,13 @@ void AddRandomEvents(Mdid_Chunk& ioChunk, bool iIsMPE, Random& ioRandom)
     const auto anyTime = [&](int i) {
         return Time_Convert::ToType({ioRandom(i), kSample}, Time_EType{any(3)}) + Time_TypedLength(any(3), kTick);
     };
-    static constexpr signed char kControllers[] = {1, 64, 64, 98, 99, 100, 101, 6, 38};
-    const signed char c = iIsMPE ? any(4) : any(1), value = any(128);
-    const Mdid_Event events[] = {Mdid_PitchBendEvent(c, value), Mdid_MonoPressureEvent(c, value),
-                                 Mdid_PolyPressureEvent(c, any(3), value),
-                                 Mdid_ProgramEvent(c, any(256), static_cast<std::uint16_t>(ioRandom(65'536))),
-                                 Mdid_ControllerEvent(c, kControllers[any(9)], value)};
+    static constexpr signed char kControllers[] = {1, 64, 64, 98, 99, 100, 101, 6, 38, 6, 32, 96};
+    const signed char c = iIsMPE ? any(4) : any(1), value = any(128), controller = kControllers[any(12)];
+    const bool isNumber = controller >= 98; // of a parameter: few, and null
+    const Mdid_Event events[] = {
+        Mdid_PitchBendEvent(c, value), Mdid_MonoPressureEvent(c, value), Mdid_PolyPressureEvent(c, any(3), value),
+        Mdid_ProgramEvent(c, static_cast<signed char>(any(3) << 6), static_cast<std::uint16_t>(ioRandom(65'536))),
+        Mdid_ControllerEvent(c, controller, isNumber ? value % 2 * 127 : value)};
     ioChunk.AddEvent({anyTime(30'000), events[std::min<int>(any(9), 4)]}, c > 0 ? Key::kPerChannel : Key::kOrdinary);
     const Time_Typed start = anyTime(30'000), end = any(4) == 0 ? start : std::max(start, anyTime(30'000));
     Mdid_NoteWithDurationExtendedEvent note(start, Mdid_NoteWithDurationEvent(c, any(3), end - start, value, any(128)),
@@ -273,6 +283,35 @@ TEST(MdidHost_Player, KeepsTheOrderThatInstrumentsNeed)
               " | 40 r d2 00 00 | 500 c b2 64 01 | 500 c b2 65 01 | 500 c b2 62 01 | 500 c b2 63 01"
               " | 500 c b2 06 01 | 500 c b2 07 01 | 500 c b2 40 01 | 500 c e2 06 40 | 500 c d2 05 00"
               " | 500 r b2 40 00 | 500 r e2 00 40 | 500 r d2 00 00");
+}
+
+// Play starts behind the values (time, lane, value), and jumps back to before the last of them.
+TEST(MdidHost_Player, ChasesWhatValuesMeanTogether)
+{
+    const std::pair<std::vector<std::array<int, 3>>, const char*> cases[] = {
+        {{{0, 121, 0x18405}, {99, 32, 7}}, // a bank for the next program
+         " | 100 c b0 00 03 b0 20 04 c0 05 00 | 100 c b0 00 03 b0 20 07 | 50 c b0 00 03 b0 20 04 | 99 e b0 20 07"},
+        {{{0, 121, 0x8105}, {99, 121, 0x18480}},
+         " | 100 c b0 00 01 b0 20 01 c0 05 00 | 100 c b0 00 03 b0 20 04 | 50 c b0 00 01 b0 20 01"
+         " | 99 e b0 00 03 b0 20 04"},
+        {{{0, 6, 33}, {97, 101, 0}, {98, 100, 0}, {99, 6, 2}}, // data that go nowhere
+         " | 100 c b0 64 00 | 100 c b0 65 00 | 100 c b0 06 02 | 50 c b0 64 7f | 50 c b0 65 7f | 50 c b0 06 21"
+         " | 97 e b0 65 00 | 98 e b0 64 00 | 99 e b0 06 02"},
+        {{{0, 101, 0}, {1, 100, 0}, {2, 6, 12}, {3, 101, 127}, {4, 100, 127}, {99, 6, 1}},
+         " | 100 c b0 64 00 | 100 c b0 65 00 | 100 c b0 06 0c | 100 c b0 64 7f | 100 c b0 65 7f | 100 c b0 06 01"
+         " | 50 c b0 64 00 | 50 c b0 65 00 | 50 c b0 06 0c | 50 c b0 64 7f | 50 c b0 65 7f | 99 e b0 06 01"}};
+    for (const auto& [values, expected] : cases)
+    {
+        MdidHost_Session session;
+        for (Mdid_Chunk& chunk = AddTrack(session, 0, 0); const auto& [time, lane, value] : values)
+            chunk.AddEvent({{time, kSample}, (lane == 121 ? Key::Program() : Key::Controller(lane)).MakeEvent(value)},
+                           Key::kOrdinary);
+        MdidHost_Player player(session, {.mStart = 100, .mEnd = 151, .mJumps = {{150, 50}}});
+        Instruments played;
+        while (player.Render(played))
+            continue;
+        EXPECT_EQ(played.mText, expected);
+    }
 }
 
 } // namespace
