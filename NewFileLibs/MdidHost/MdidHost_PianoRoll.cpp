@@ -24,6 +24,8 @@ using Format = MdidHost_PianoRoll::Format;
 constexpr double kMaxHeight = 32'000;
 constexpr double kMaxPixels = 64e6;
 
+constexpr std::size_t kMaxPages = 500;
+
 // A4, landscape, in points.
 constexpr double kPaperWidth = 841.89;
 constexpr double kPaperHeight = 595.28;
@@ -115,6 +117,9 @@ void DrawPages(const Layout& iLayout, const MdidHost_PianoRoll& iRoll, Sink& ioS
 {
     const double scale = kPaperWidth / iLayout.GetWidth();
     const std::vector<Page> pages = iLayout.MakePages();
+    if (pages.size() > kMaxPages)
+        throw std::length_error("more than " + std::to_string(kMaxPages) +
+                                " pages make no readable piano roll: choose a part of it");
     const double height = std::max(kPaperHeight, pages.front().mHeight * scale);
     const Surface surface(cairo_pdf_surface_create_for_stream(Sink::Write, &ioSink, kPaperWidth, height));
     const Cairo cairo = MakeCairo(surface);
@@ -169,6 +174,11 @@ std::optional<std::vector<Mdie_SubStream>> MdidHost_PianoRoll::ParseLanes(std::s
         start = end + 1;
     }
     return lanes;
+}
+
+bool MdidHost_PianoRoll::IsLane(const Mdie_SubStream& iLane)
+{
+    return iLane.IsLane() && iLane.GetDataType().GetDataType() != Mdie_SubStreamDataType::kProgram;
 }
 
 void MdidHost_DrawPianoRoll(const MdidHost_Session& iSession, const MdidHost_PianoRoll& iRoll, Format iFormat,

@@ -38,14 +38,18 @@ struct MdidHost_PianoRoll
     // "1,7,74,bend,pressure": controllers 1 to 119 and the two others; what is named twice counts once. None when a
     // word is none of these.
     static std::optional<std::vector<Mdie_SubStream>> ParseLanes(std::string_view iText);
+
+    // Controllers 1 to 119, bend, pressure, also that of one key: what can be among mLanes.
+    static bool IsLane(const Mdie_SubStream& iLane);
 };
 
 // Draws the notes in systems, one below the other, of whole bars where bars are short enough. Bends of single notes are
-// drawn on them by the bend range of MPE, 48 semitones up and down.
+// drawn on them by the bend range of MPE, 48 semitones up and down, whatever range is set by messages in the session.
 //
 // The session's context is that of the process meanwhile. Throws std::invalid_argument for a track that is not there, a
-// width out of range, or an end that is not behind the start; std::length_error, which tells what to do, for what makes
-// no readable picture: too long, too high, too many notes. What it takes of memory is bounded by these. Throws what the
-// stream throws, std::runtime_error for what the drawing library cannot do. Linear, but for sorting.
+// width out of range, a lane that is none (IsLane), or an end that is not behind the start; std::length_error, which
+// tells what to do, for what makes no readable picture: too long, too high, too many notes or pages. What it takes of
+// memory is bounded by these. Throws what the stream throws, std::runtime_error for what the drawing library cannot do.
+// Linear, but for sorting.
 void MdidHost_DrawPianoRoll(const MdidHost_Session& iSession, const MdidHost_PianoRoll& iRoll,
                             MdidHost_PianoRoll::Format iFormat, Cmn_OutStream& ioStream);

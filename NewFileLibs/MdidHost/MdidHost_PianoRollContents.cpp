@@ -1,10 +1,12 @@
 #include "MdidHost/MdidHost_PianoRollContents_Private.h"
 
 #include "Mdid/Mdid_NoteListIterators.h"
+#include "MdidHost/MdidHost_Wording_Private.h"
 
 #include <array>
 #include <cmath>
 #include <numeric>
+#include <span>
 
 namespace MdidHost_Roll
 {
@@ -18,7 +20,13 @@ constexpr double kMinNoteWidth = 1.5;
 constexpr double kLaneInset = 3;
 
 // Notes that sound at once on one row share its height, as far as that goes.
-constexpr std::size_t kMaxParts = 4;
+constexpr double kMinPartHeight = 1.5;
+
+// So far apart are the numbers of those that lie upon others.
+constexpr double kNumberDistance = 24;
+
+// A bend beyond the keys stays off the outline of the frame.
+constexpr double kBendInset = 2;
 
 // A line of steps from iLeft on: what comes before it leaves there the value in force. What is nearer than half a pixel
 // to the step before is drawn as the range of its values.
@@ -134,14 +142,18 @@ const Mdid_PerNoteDataStream* FindLaneOf(const Note& iNote, const Mdie_SubStream
     return nullptr;
 }
 
-std::pair<int, int> BendsOf(const Note& iNote)
+std::pair<int, int> BendsOf(const Note& iNote, Time_Typed iStart, Time_Typed iEnd)
 {
     std::pair<int, int> bends;
+    const auto takeIn = [&](Time_Typed iTime, int iValue)
+    {
+        if (iTime <= iStart) // what is in force there replaces what was
+            bends = {};
+        if (iTime < iEnd)
+            bends = {std::min(bends.first, iValue), std::max(bends.second, iValue)};
+    };
     if (const Mdid_PerNoteDataStream* const laneP = FindLaneOf(iNote, Mdie_SubStream::PitchBend()))
-        ForHeard(iNote, *laneP,
-                 [&](Time_Typed, int iValue) {
-                     bends = {std::min(bends.first, iValue), std::max(bends.second, iValue)};
-                 });
+        ForHeard(iNote, *laneP, takeIn);
     return bends;
 }
 
@@ -200,46 +212,65 @@ private:
                                  [this](std::size_t i) { return std::pair(mBars[i].mPitch, mBars[i].mBox.mLeft); });
         for (auto first = order.begin(); first != order.end();)
         {
-            std::vector<double> ends; // of the parts
-            std::vector<std::size_t> parts;
             double right = mBars[*first].mBox.mRight;
-            auto next = first;
-            for (; next != order.end() && mBars[*next].mPitch == mBars[*first].mPitch &&
-                   (next == first || mBars[*next].mBox.mLeft < right - kTouch);
-                 ++next)
+            const auto isApart = [&](std::size_t iNext)
             {
-                const Box& box = mBars[*next].mBox;
-                parts.push_back(FindPart(ends, box));
-                ends[parts.back()] = std::max(ends[parts.back()], box.mRight);
-                right = std::max(right, box.mRight);
-            }
-            const double height = mLayout.GetRowHeight() / static_cast<double>(ends.size());
-            for (std::size_t i = 0; first != next; ++first, ++i)
-            {
-                Box& box = mBars[*first].mBox;
-                box.mTop += static_cast<double>(parts[i]) * height;
-                box.mBottom = box.mTop + height;
-            }
+                const NoteBar& bar = mBars[iNext];
+                const bool touches = bar.mPitch == mBars[*first].mPitch && bar.mBox.mLeft < right - kTouch;
+                right = std::max(right, bar.mBox.mRight);
+                return !touches;
+            };
+            const auto next = std::find_if(first + 1, order.end(), isApart);
+            ShareRow({first, next});
+            first = next;
         }
     }
 
-    static std::size_t FindPart(std::vector<double>& ioEnds, const Box& iBox)
+    void ShareRow(std::span<const std::size_t> iOrder)
     {
-        const auto isFree = [&](double iEnd) { return iEnd <= iBox.mLeft + kTouch; };
-        auto part = std::ranges::find_if(ioEnds, isFree);
-        if (part == ioEnds.end() && ioEnds.size() < kMaxParts)
-            part = ioEnds.insert(ioEnds.end(), iBox.mRight);
-        else if (part == ioEnds.end())
-            part = std::ranges::min_element(ioEnds);
-        return static_cast<std::size_t>(part - ioEnds.begin());
+        std::vector<double> ends; // of the parts
+        std::vector<std::size_t> parts;
+        NoteBar* countingP = nullptr;
+        for (const std::size_t i : iOrder)
+        {
+            const Box& box = mBars[i].mBox;
+            const auto [part, isFree] = FindPart(ends, box.mLeft);
+            parts.push_back(part);
+            ends[part] = std::max(ends[part], box.mRight);
+            if (isFree)
+                continue;
+            if (!countingP || box.mLeft > countingP->mBox.mLeft + kNumberDistance)
+                countingP = &mBars[i];
+            ++countingP->mNumCovering;
+        }
+        const double height = mLayout.GetRowHeight() / static_cast<double>(ends.size());
+        for (std::size_t i = 0; i < iOrder.size(); ++i)
+        {
+            Box& box = mBars[iOrder[i]].mBox;
+            box.mTop += static_cast<double>(parts[i]) * height;
+            box.mBottom = box.mTop + height;
+        }
+    }
+
+    // Where none is free any more, that which is so soonest.
+    std::pair<std::size_t, bool> FindPart(std::vector<double>& ioEnds, double iLeft) const
+    {
+        const auto most = static_cast<std::size_t>(mLayout.GetRowHeight() / kMinPartHeight);
+        const auto isFreeAt = [&](double iEnd) { return iEnd <= iLeft + kTouch; };
+        auto part = std::ranges::find_if(ioEnds, isFreeAt);
+        const bool isFree = part != ioEnds.end() || ioEnds.size() < most;
+        if (part == ioEnds.end())
+            part = isFree ? ioEnds.insert(part, iLeft) : std::ranges::min_element(ioEnds);
+        return {static_cast<std::size_t>(part - ioEnds.begin()), isFree};
     }
 
     // By its own pitch, from the middle of the bar; it may leave the row, but not the frame.
     void AddBend(NoteBar& ioBar, const Note& iNote) const
     {
         const Mdid_PerNoteDataStream* const laneP = FindLaneOf(iNote, Mdie_SubStream::PitchBend());
-        if (!laneP || BendsOf(iNote) == std::pair(0, 0))
+        if (!laneP || BendsOf(iNote, mLayout.mStart, mLayout.mEnd) == std::pair(0, 0))
             return;
+        const Box& frame = mSystem.mFrame;
         Steps steps(ioBar.mBox.mLeft);
         ForHeard(iNote, *laneP,
                  [&](Time_Typed iTime, int iValue)
@@ -247,7 +278,7 @@ private:
                      const double x = mLayout.XOf(mSystem, iTime);
                      const double y = ioBar.mBox.Middle() - SemitonesOf(iValue) * mLayout.GetRowHeight();
                      if (x < ioBar.mBox.mRight)
-                         steps.Add(x, std::clamp(y, mSystem.mFrame.mTop, mSystem.mFrame.mBottom));
+                         steps.Add(x, std::clamp(y, frame.mTop + kBendInset, frame.mBottom - kBendInset));
                  });
         ioBar.mBend = steps.Finish(ioBar.mBox.mRight);
     }
@@ -290,8 +321,10 @@ private:
         iLane.GetInfo(type, controller);
         if (type == Mdid_Event::kController)
             return {"CC " + std::to_string(controller), DescriptionOf(controller), {}, false, {}, {}};
-        const bool isBend = type == Mdid_Event::kPitchBend;
-        return {isBend ? "bend" : "pressure", "", {}, isBend, {}, {}};
+        if (type == Mdid_Event::kPitchBend)
+            return {"bend", "", {}, true, {}, {}};
+        const bool isOfKey = iLane.GetDataType().GetDataType() == Mdie_SubStreamDataType::kPolyPressure;
+        return {"pressure", isOfKey ? "of " + MdidHost_NameOfPitch(iLane.GetSubType()) : "", {}, false, {}, {}};
     }
 
     double YOf(int iValue) const

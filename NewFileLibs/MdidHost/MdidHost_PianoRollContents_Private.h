@@ -69,7 +69,7 @@ void ForLanesOf(const Hand& iHand, const std::vector<Mdie_SubStream>& iLanes, Do
 // The lane of a note, not empty, or null.
 const Mdid_PerNoteDataStream* FindLaneOf(const WholeNote::Note& iNote, const Mdie_SubStream& iLane);
 
-// The lowest and the highest bend that is heard of a note; 0 and 0 when it has none.
-std::pair<int, int> BendsOf(const WholeNote::Note& iNote);
+// The lowest and the highest bend that is heard of a note in [iStart, iEnd), no bend being 0; 0 and 0 when it has none.
+std::pair<int, int> BendsOf(const WholeNote::Note& iNote, Time_Typed iStart, Time_Typed iEnd);
 
 } // namespace MdidHost_Roll

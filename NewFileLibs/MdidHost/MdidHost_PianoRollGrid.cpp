@@ -36,14 +36,22 @@ std::int64_t StrideFor(Time_TypedLength iBar, Time_TypedLength iDistance)
 
 } // namespace
 
-std::int64_t MdidHost_PianoRollGrid::NumberAt(Time_Typed iTime) const
+MdidHost_PianoRollGrid::Place MdidHost_PianoRollGrid::PlaceOf(Time_Typed iTime) const
 {
+    Place place;
     if (!HasBars())
-        return FloorDivide(mTimes.ToMicroseconds(iTime), kSecond);
+    {
+        const std::int64_t microseconds = mTimes.ToMicroseconds(iTime);
+        place.mBar = FloorDivide(microseconds, kSecond);
+        place.mBeat = static_cast<int>((microseconds - place.mBar * kSecond) / (kSecond / kTenths)) + 1;
+        return place;
+    }
     const std::string text = mTimes.FormatBar(iTime);
-    std::int64_t number = 0;
-    std::from_chars(text.data(), text.data() + text.size(), number);
-    return number;
+    const char* const endP = text.data() + text.size();
+    const auto [restP, error] = std::from_chars(text.data(), endP, place.mBar);
+    if (restP != endP)
+        std::from_chars(restP + 1, endP, place.mBeat);
+    return place;
 }
 
 // Before the first bar its meter goes on.
@@ -100,15 +108,36 @@ Time_TypedLength MdidHost_PianoRollGrid::GetBarLength(Time_Typed iTime) const
     return {std::max<std::int64_t>(length, 1), iTime.GetType()};
 }
 
+Time_TypedLength MdidHost_PianoRollGrid::GetBeatLength(Time_Typed iTime) const
+{
+    const std::int64_t number = NumberAt(iTime);
+    const auto bar = TimeOf(number);
+    const auto second = TimeOfBeat(number, 2);
+    return bar && second && *bar < *second ? *second - *bar : GetBarLength(iTime);
+}
+
+// The place of the limit is rounded, perhaps beyond it: then it is the bar or the beat before that.
 Time_Typed MdidHost_PianoRollGrid::FindBreak(Time_Typed iStart, Time_Typed iLimit) const
 {
-    const auto bar = TimeOf(NumberAt(iLimit));
-    return bar && iStart < *bar && *bar <= iLimit ? *bar : iLimit;
+    const auto [number, beat] = PlaceOf(iLimit);
+    const auto isIn = [=](std::optional<Time_Typed> iTime) { return iTime && iStart < *iTime && *iTime <= iLimit; };
+    for (const std::int64_t bar : {number, number - 1})
+        if (const auto time = TimeOf(bar); isIn(time))
+            return *time;
+    for (const int last : {beat, beat - 1})
+        if (const auto time = last > 1 ? TimeOfBeat(number, last) : std::nullopt; isIn(time))
+            return *time;
+    return iLimit;
 }
 
 std::string MdidHost_PianoRollGrid::Format(Time_Typed iTime) const
 {
     return HasBars() ? mTimes.FormatBar(iTime) : MdidHost_MinutesAndSeconds(mTimes.ToMicroseconds(iTime));
+}
+
+std::string MdidHost_PianoRollGrid::NameOf(Time_Typed iTime) const
+{
+    return HasBars() && FindBarAt(iTime) == iTime ? std::to_string(NumberAt(iTime)) : Format(iTime);
 }
 
 void MdidHost_PianoRollGrid::AddBeats(std::vector<Line>& ioLines, std::int64_t iBar, Time_Typed iEnd,
@@ -133,9 +162,9 @@ std::vector<MdidHost_PianoRollGrid::Line> MdidHost_PianoRollGrid::GetLines(Time_
     const std::int64_t nameStride = StrideFor(length, iDistances.mNames);
     const auto nameOf = [&](std::int64_t iBar, Time_Typed iTime)
     {
-        if (iBar % nameStride != 0 && !lines.empty())
+        if (iBar % nameStride != 0 && iTime != iStart)
             return std::string();
-        return HasBars() ? std::to_string(iBar) : MdidHost_MinutesAndSeconds(mTimes.ToMicroseconds(iTime));
+        return HasBars() ? std::to_string(iBar) : Format(iTime);
     };
     std::int64_t bar = FloorDivide(NumberAt(iStart), stride) * stride;
     std::optional<Time_Typed> last;

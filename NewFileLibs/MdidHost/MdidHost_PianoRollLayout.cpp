@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
+#include <numeric>
 #include <stdexcept>
 #include <utility>
 
@@ -36,81 +38,25 @@ constexpr std::int64_t kHalfSecond = Time_Context::kMicrosecondsPerSecond / 2;
 // A system may be longer than it should by this share, which is the rounding of its bar lines.
 constexpr double kTolerance = 0.002;
 
-constexpr double kBarDistance = 7;
 constexpr double kBeatDistance = 9;
-constexpr double kBarNameDistance = 32;
-constexpr double kClockNameDistance = 64;
-constexpr double kLabelSpace = 10;
-constexpr std::size_t kLabelRows = 2;
 
 constexpr int kMaxNameWidth = 28;
-constexpr int kMaxMarkerWidth = 40;
 constexpr std::size_t kMaxHandsInLegend = 48;
 constexpr double kLegendRow = 16;
+constexpr double kLegendSpace = 18;
+
+const std::string& NameOf(const MdidHost_Track& iTrack)
+{
+    return iTrack.mName.empty() ? iTrack.mInstrument : iTrack.mName;
+}
+
+} // namespace
 
 std::string Shortened(const std::string& iText, int iWidth)
 {
     const std::string text = MdidHost_Printable(iText);
     return MdidHost_WidthOf(text) <= iWidth ? text : MdidHost_Column(text, iWidth - 1) + "\u2026";
 }
-
-// "69", "92.3".
-std::string TempoText(int iMicrosecondsPerQuarter)
-{
-    if (iMicrosecondsPerQuarter <= 0)
-        return {};
-    std::string text = MdidHost_Formatted("%.1f", 60e6 / iMicrosecondsPerQuarter);
-    return (text.ends_with(".0") ? text.substr(0, text.size() - 2) : text) + " bpm";
-}
-
-std::string MeterText(const MdidHost_Meter& iMeter)
-{
-    return std::to_string(iMeter.mNumerator) + '/' + std::to_string(iMeter.mDenominator);
-}
-
-// Rows of texts that do not touch one another, filled from the lowest one.
-class LabelRows
-{
-public:
-    LabelRows(std::size_t iMaxRows, double iLeft, double iRight) : mRows(iMaxRows), mLeft(iLeft), mRight(iRight) {}
-
-    // The row and the left end. None when there is no room.
-    std::optional<std::pair<std::size_t, double>> Place(double iX, double iWidth)
-    {
-        const double left = std::min(iX, mRight - iWidth);
-        for (std::size_t row = 0; row < mRows.size() && left >= mLeft; ++row)
-        {
-            const auto next = std::ranges::lower_bound(mRows[row], left, {}, &Span::first);
-            const bool isFree = (next == mRows[row].end() || left + iWidth + kLabelSpace <= next->first) &&
-                                (next == mRows[row].begin() || std::prev(next)->second + kLabelSpace <= left);
-            if (!isFree)
-                continue;
-            mRows[row].insert(next, {left, left + iWidth});
-            mUsed = std::max(mUsed, row + 1);
-            return std::pair(row, left);
-        }
-        return {};
-    }
-
-    std::size_t GetNumUsed() const { return mUsed; }
-
-private:
-    using Span = std::pair<double, double>;
-    std::vector<std::vector<Span>> mRows; // each ascending
-    double mLeft;
-    double mRight;
-    std::size_t mUsed = 0;
-};
-
-// What changes at one time.
-struct Change
-{
-    Time_Typed mTime;
-    std::string mText;
-    bool mIsTempoOnly;
-};
-
-} // namespace
 
 Layout::Layout(const MdidHost_Session& iSession, const MdidHost_PianoRoll& iRoll, double iPageHeight,
                TextWidth iTextWidth)
@@ -124,6 +70,8 @@ Layout::Layout(const MdidHost_Session& iSession, const MdidHost_PianoRoll& iRoll
 {
     if (iRoll.mWidth < MdidHost_PianoRoll::kMinWidth || iRoll.mWidth > MdidHost_PianoRoll::kMaxWidth)
         throw std::invalid_argument("no width of a piano roll: " + std::to_string(iRoll.mWidth));
+    if (!std::ranges::all_of(iRoll.mLanes, MdidHost_PianoRoll::IsLane))
+        throw std::invalid_argument("a piano roll has lanes of controllers, bend and pressure only");
     FindHands();
     FindRange();
     MakeSurvey();
@@ -144,7 +92,7 @@ void Layout::FindHands()
         const MdidHost_Track& track = tracks[static_cast<std::size_t>(number - 1)];
         if (!track.mChunk || (mRoll.mTrack && *mRoll.mTrack != number))
             continue;
-        const std::string& name = track.mName.empty() ? track.mInstrument : track.mName;
+        const std::string& name = NameOf(track);
         mHands.push_back({number, &track, track.mChunk.Get(),
                           name.empty() ? "track " + std::to_string(number) : Shortened(name, kMaxNameWidth)});
     }
@@ -155,10 +103,12 @@ void Layout::FindRange()
 {
     std::optional<Time_Typed> first;
     std::optional<Time_Typed> last;
-    const auto takeIn = [&](Time_Typed iFirst, Time_Typed iLast)
+    const auto takeIn = [&](Time_Typed iFirst, Time_Typed iLast) // at least a unit, of notes without length, too
     {
-        first = first ? std::min(*first, ToKind(iFirst)) : ToKind(iFirst);
-        last = last ? std::max(*last, ToKind(iLast)) : ToKind(iLast);
+        const Time_Typed start = ToKind(iFirst);
+        const Time_Typed end = std::max(ToKind(iLast), start + Time_TypedLength(1, mKind));
+        first = std::min(first.value_or(start), start);
+        last = std::max(last.value_or(end), end);
     };
     if (!mRoll.mStart || !mRoll.mEnd)
         for (const Hand& hand : mHands)
@@ -171,7 +121,10 @@ void Layout::FindRange()
         for (const Hand& hand : mHands)
             ForLanesOf(hand, mRoll.mLanes,
                        [&](const Mdid_ContinuousDataStream& lane)
-                       { takeIn(lane.GetSegments().front().mTime, lane.GetSegments().back().mTime); });
+                       {
+                           for (const auto& segment : {lane.GetSegments().front(), lane.GetSegments().back()})
+                               takeIn(segment.mTime, segment.mTime);
+                       });
 
     mStart = mRoll.mStart ? ToKind(*mRoll.mStart) : mGrid.FindBarAt(first.value_or(Time_Typed(0, mKind)));
     mEnd = mRoll.mEnd ? ToKind(*mRoll.mEnd) : mGrid.FindBarAtOrBehind(last.value_or(mStart));
@@ -191,7 +144,7 @@ void Layout::SurveyNote(const Note& iNote, std::vector<std::int64_t>& ioDuration
     ioDurations.push_back(CountOf(iNote.GetEndTime()) - CountOf(iNote.GetTime()));
     mSurvey.mHasMuted |= iNote.IsMuted();
     mSurvey.mHasCut |= iNote.HasTrimExtension();
-    const auto [lowest, highest] = BendsOf(iNote);
+    const auto [lowest, highest] = BendsOf(iNote, mStart, mEnd);
     const int pitch = std::clamp<int>(iNote.GetPitch(), kLowestPitch, kHighestPitch);
     mSurvey.mHasBends |= lowest != 0 || highest != 0;
     mSurvey.mLowestPitch = std::min(mSurvey.mLowestPitch, pitch + static_cast<int>(std::floor(SemitonesOf(lowest))));
@@ -238,7 +191,7 @@ void Layout::FindPitches()
     }
 }
 
-// So that short notes can be seen, and systems have whole bars, about as many each.
+// So that short notes can be seen, and systems have whole bars, about as many each; or beats, of bars too long for one.
 void Layout::FindScale()
 {
     const auto quarter = static_cast<double>(mKind == Time_EType::kTick ? Time_Context::kTicksPerQuarter : kHalfSecond);
@@ -248,12 +201,14 @@ void Layout::FindScale()
                                    quarter / kMinQuarter);
     const auto total = static_cast<double>((mEnd - mStart).AsInt64());
     double units = std::min(total, unitsPerPixel * mContentWidth);
-    if (total > units)
+    const auto bar = static_cast<double>(mGrid.GetBarLength(mStart).AsInt64());
+    const bool hasBars = units >= bar;
+    const double step = hasBars ? bar : static_cast<double>(mGrid.GetBeatLength(mStart).AsInt64());
+    if (total > units && units >= step)
     {
-        const double bar = static_cast<double>(mGrid.GetBarLength(mStart).AsInt64());
-        const double systems = std::ceil(total / std::max(std::floor(units / bar) * bar, units / 2));
-        if (units >= bar)
-            units = std::min(std::floor(units / bar), std::ceil(total / systems / bar)) * bar;
+        const double most = std::floor(units / step);
+        const double steps = std::ceil((hasBars ? total : std::min(total, bar)) / step);
+        units = std::ceil(steps / std::ceil(steps / most)) * step;
     }
     if (total / units > static_cast<double>(kMaxSystems))
         throw std::length_error("too long for a readable piano roll: choose a part of it");
@@ -310,101 +265,6 @@ std::vector<GridLine> Layout::MakeLines(const System& iSystem) const
     return lines;
 }
 
-namespace
-{
-
-// Meters, keys and tempos in [iStart, iEnd), those in force at the start of the picture too; in a session without bars
-// none of them means anything.
-std::vector<Change> FindChanges(const MdidHost_Session& iSession, Time_Typed iStart, Time_Typed iEnd, bool iIsFirst)
-{
-    std::vector<Change> changes;
-    const auto addAll = [&](const auto& iItems, bool iIsTempo, auto iTimeOf, auto iTextOf)
-    {
-        auto item = std::ranges::lower_bound(iItems, iStart, {}, iTimeOf);
-        if (iIsFirst && item != iItems.begin() && (item == iItems.end() || iTimeOf(*item) > iStart))
-            changes.push_back({iStart, iTextOf(*std::prev(item)), iIsTempo});
-        for (; item != iItems.end() && iTimeOf(*item) < iEnd; ++item)
-            if (std::next(item) == iItems.end() || iTimeOf(*std::next(item)) != iTimeOf(*item)) // the last one counts
-                changes.push_back({iTimeOf(*item), iTextOf(*item), iIsTempo});
-    };
-    if (iSession.mDivision.IsSMPTE())
-        return changes;
-    const auto timeOf = [](const auto& iItem) { return iItem.mTime; };
-    addAll(iSession.mMeters, false, timeOf, MeterText);
-    addAll(iSession.mKeys, false, timeOf, [](const MdidHost_Key& iKey) { return MdidHost_NameOfKey(iKey.mKey); });
-    addAll(
-        iSession.mContext.GetTempoMap().GetEntries(), true,
-        [](const auto& iEntry) -> Time_Typed { return iEntry.mTick; },
-        [](const auto& iEntry) { return TempoText(iEntry.mMicrosecondsPerQuarter); });
-    std::ranges::stable_sort(changes, {}, &Change::mTime);
-
-    std::vector<Change> merged;
-    for (const Change& change : changes)
-        if (!merged.empty() && merged.back().mTime == change.mTime)
-        {
-            merged.back().mText += "   " + change.mText;
-            merged.back().mIsTempoOnly &= change.mIsTempoOnly;
-        }
-        else
-            merged.push_back(change);
-    return merged;
-}
-
-} // namespace
-
-// From the frame upward: bar numbers, changes, markers; each as far as there is room.
-void Layout::AddLabels(System& ioSystem) const
-{
-    const double left = ioSystem.mFrame.mLeft;
-    const double right = left + mContentWidth;
-    std::size_t rowsBelow = 0;
-    const auto add = [&](LabelRows& ioRows, Label::Kind iKind, Time_Typed iTime, const std::string& iText)
-    {
-        const double x = XOf(ioSystem, iTime);
-        const double width = mTextWidth(iText, kTextSize);
-        if (const auto place = ioRows.Place(x, width))
-        {
-            const double bottom = -static_cast<double>(rowsBelow + place->first) * kLabelHeight;
-            ioSystem.mLabels.push_back(
-                {iKind, iText, {place->second, bottom - kLabelHeight, place->second + width, bottom}, x});
-        }
-    };
-
-    LabelRows bars(1, left, right);
-    const double nameDistance = mSession.mDivision.IsSMPTE() ? kClockNameDistance : kBarNameDistance;
-    const MdidHost_PianoRollGrid::Distances distances{LengthOf(kBarDistance), mEnd - mStart, LengthOf(nameDistance)};
-    const auto lines = mGrid.GetLines(ioSystem.mStart, ioSystem.mEnd, distances);
-    if (lines.empty() || lines.front().mTime != ioSystem.mStart)
-        add(bars, Label::Kind::kBar, ioSystem.mStart, mGrid.Format(ioSystem.mStart));
-    for (const auto& line : lines)
-        if (!line.mName.empty())
-            add(bars, Label::Kind::kBar, line.mTime, line.mName);
-    rowsBelow += bars.GetNumUsed();
-
-    LabelRows rows(kLabelRows, left, right);
-    const auto changes = FindChanges(mSession, ioSystem.mStart, ioSystem.mEnd, mSystems.empty());
-    for (const bool isTempoOnly : {false, true})
-        for (const Change& change : changes)
-            if (change.mIsTempoOnly == isTempoOnly)
-                add(rows, Label::Kind::kChange, change.mTime, change.mText);
-    rowsBelow += rows.GetNumUsed();
-
-    LabelRows markers(kLabelRows, left, right);
-    auto marker = std::ranges::lower_bound(mSession.mMarkers, ioSystem.mStart, {}, &MdidHost_Marker::mTime);
-    for (; marker != mSession.mMarkers.end() && marker->mTime < ioSystem.mEnd; ++marker)
-        add(markers, Label::Kind::kMarker, marker->mTime, Shortened(marker->mText, kMaxMarkerWidth));
-    rowsBelow += markers.GetNumUsed();
-
-    // The top of the system is that of the highest row.
-    const double top = static_cast<double>(rowsBelow) * kLabelHeight;
-    for (Label& label : ioSystem.mLabels)
-    {
-        label.mBox.mTop += top;
-        label.mBox.mBottom += top;
-    }
-    ioSystem.mFrame.mTop = top;
-}
-
 // On pages of a given height rows are as high as it takes to fill them with as many systems as they can hold.
 void Layout::SetHeights()
 {
@@ -437,29 +297,47 @@ void Layout::MakeHead()
     mSubtitle = mSession.mDivision.IsSMPTE() ? "" : mGrid.Format(mStart) + " to " + mGrid.Format(mEnd) + ",  ";
     mSubtitle += clock(mStart) + " to " + clock(mEnd) + ",  " + MdidHost_Counted(mSurvey.mNumNotes, "note");
 
-    double x = kMargin;
-    double y = kSubtitleBaseline + 12;
-    for (std::size_t i = 0; i < mHands.size(); ++i)
-    {
-        const auto isNamedSo = [&](const Hand& hand) { return hand.mTrackP->mName == mHands[i].mTrackP->mName; };
-        if (!mHands[i].mTrackP->mName.empty() && i < kMaxHandsInLegend && std::ranges::count_if(mHands, isNamedSo) > 1)
-            mHands[i].mName += ", track " + std::to_string(mHands[i].mNumber);
-    }
-    if (mHands.size() > kMaxHandsInLegend)
-        mHands[kMaxHandsInLegend - 1].mName = "and " + std::to_string(mHands.size() - kMaxHandsInLegend + 1) + " more";
-    for (std::size_t i = 0; i < std::min(mHands.size(), kMaxHandsInLegend); ++i)
-    {
-        const double width = kSwatch + 5 + mTextWidth(mHands[i].mName, kTextSize);
-        if (x > kMargin && x + width > mRoll.mWidth - kMargin)
-        {
-            x = kMargin;
-            y += kLegendRow;
-        }
-        mHands[i].mPlace = {x, y};
-        x += width + 18;
-    }
-    mSignsPlace = {kMargin, y + (mHands.empty() ? 0 : kLegendRow)};
+    NameHands();
+    mSignsPlace = PlaceHands({kMargin, kSubtitleBaseline + 12});
     mHeadHeight = mSignsPlace.mY + (mSurvey.mNumNotes > 0 ? kLegendRow : 0) + 10;
+}
+
+// So that those which have room differ.
+void Layout::NameHands()
+{
+    std::vector<std::string> names;
+    std::ranges::transform(mHands, std::back_inserter(names), &Hand::mName);
+    for (std::size_t i = 0; i < std::min(mHands.size(), kMaxHandsInLegend); ++i)
+        if (!NameOf(*mHands[i].mTrackP).empty() && std::ranges::count(names, names[i]) > 1)
+            mHands[i].mName += ", track " + std::to_string(mHands[i].mNumber);
+    if (mHands.size() <= kMaxHandsInLegend)
+        return;
+    Hand& last = mHands[kMaxHandsInLegend - 1];
+    last.mName = "and " + std::to_string(mHands.size() - kMaxHandsInLegend + 1) + " more";
+    last.mHasSwatch = false;
+}
+
+// In columns, where they need more than one row. Returns the place underneath.
+Point Layout::PlaceHands(Point iPlace)
+{
+    const std::size_t number = std::min(mHands.size(), kMaxHandsInLegend);
+    std::vector<double> widths;
+    for (std::size_t i = 0; i < number; ++i)
+        widths.push_back(kLegendSwatch + mTextWidth(mHands[i].mName, kTextSize) + kLegendSpace);
+    const double room = mRoll.mWidth - 2 * kMargin + kLegendSpace;
+    const double sum = std::accumulate(widths.begin(), widths.end(), 0.0);
+    if (sum > room)
+        std::ranges::fill(widths, std::ranges::max(widths));
+
+    Point place = iPlace;
+    for (std::size_t i = 0; i < number; ++i)
+    {
+        if (i > 0 && place.mX + widths[i] > iPlace.mX + room)
+            place = {iPlace.mX, place.mY + kLegendRow};
+        mHands[i].mPlace = place;
+        place.mX += widths[i];
+    }
+    return {iPlace.mX, place.mY + (number > 0 ? kLegendRow : 0)};
 }
 
 std::vector<Page> Layout::MakePages() const

@@ -26,6 +26,9 @@ constexpr double kTextSize = 10;
 constexpr double kTitleSize = 18;
 constexpr double kSmallSize = 9;
 constexpr double kSwatch = 12;
+constexpr double kLegendSwatch = kSwatch + 5; // and the space behind it
+
+constexpr double kBarDistance = 7; // at least, between lines
 
 // Bounds of what still makes a picture.
 constexpr std::int64_t kMaxNotes = 200'000;
@@ -33,6 +36,9 @@ constexpr std::int64_t kMaxSystems = 2'000;
 
 // How many pixels wide a text is in a size.
 using TextWidth = std::function<double(const std::string&, double)>;
+
+// Printable, and no wider than so many characters, with three dots for what is cut off.
+std::string Shortened(const std::string& iText, int iWidth);
 
 struct Point
 {
@@ -52,7 +58,7 @@ struct Box
     double Middle() const { return (mTop + mBottom) / 2; }
 };
 
-// Above the notes. Its box is that of the text; mX is where its time is.
+// A text above the notes.
 struct Label
 {
     enum class Kind
@@ -64,7 +70,15 @@ struct Label
 
     Kind mKind;
     std::string mText;
-    Box mBox;
+    Box mBox;     // of the text
+    double mX;    // where its time is
+    double mFoot; // a line from the box down to here tells mX; none where it is the bottom of the box
+};
+
+// Where a change or a marker is, whether or not there is room for its text.
+struct Mark
+{
+    Label::Kind mKind;
     double mX;
 };
 
@@ -82,6 +96,7 @@ struct System
     Box mFrame;      // of the notes
     double mHeight = 0;
     std::vector<Label> mLabels;
+    std::vector<Mark> mMarks;
 };
 
 // A track that is shown.
@@ -92,7 +107,8 @@ struct Hand
     const Mdid_Chunk* mChunkP;
     std::string mName;
     bool mHasNotes = false;
-    Point mPlace{}; // of its swatch, in the head of the picture
+    bool mHasSwatch = true; // in the head of the picture; not where the name stands for all that have no room there
+    Point mPlace{};         // of the swatch
 };
 
 // A note as far as it lies in a system.
@@ -109,7 +125,8 @@ struct NoteBar
     bool mIsTailCut;
     double mWholeLeft; // with what is cut off, as far as it lies in the frame
     double mWholeRight;
-    std::vector<Point> mBend; // steps; empty when it is never bent
+    std::vector<Point> mBend; // steps; empty when it is never bent in the picture
+    int mNumCovering = 0;     // from this one on so many in a row lie upon others, for lack of room
 };
 
 // The values of a lane of one track, or of one note.
@@ -179,6 +196,7 @@ public:
 private:
     friend class NoteMaker;
     friend class LaneMaker;
+    friend class LabelMaker;
 
     void FindHands();
     void FindRange();
@@ -189,6 +207,8 @@ private:
     void BreakIntoSystems();
     void AddLabels(System& ioSystem) const;
     void MakeHead();
+    void NameHands();
+    Point PlaceHands(Point iPlace);
     void SetHeights();
 
     Time_Typed ToKind(Time_Typed iTime) const;

@@ -20,6 +20,9 @@ constexpr double kKeyboardWidth = 38;
 constexpr double kBlackKeyShare = 0.58;
 constexpr double kTextDescent = 3.5;
 constexpr double kCornerRadius = 2.5;
+constexpr double kNarrowestLetter = 4; // of a title
+constexpr double kNumberSize = 8;
+constexpr double kMutedShare = 0.3; // of the height, above and below the gap
 constexpr int kOctave = 12;
 
 bool IsBlackKey(int iPitch)
@@ -144,8 +147,6 @@ void Painter::StrokePath(const std::vector<Point>& iPoints, Color iColor, double
 void Painter::PaintPage(const Page& iPage, std::size_t iNumber, std::size_t iNumPages)
 {
     Fill({0, 0, mLayout.GetWidth(), iPage.mHeight}, {1, 1, 1});
-    if (iNumber == 1)
-        PaintHead();
     for (std::size_t i = 0; i < iPage.mTops.size(); ++i)
     {
         cairo_save(&mCairo);
@@ -153,6 +154,8 @@ void Painter::PaintPage(const Page& iPage, std::size_t iNumber, std::size_t iNum
         PaintSystem(mLayout.GetSystems()[iPage.mFirstSystem + i]);
         cairo_restore(&mCairo);
     }
+    if (iNumber == 1)
+        PaintHead(); // after what it has the signs of
     if (iNumPages > 1)
         Text(mLayout.GetWidth() / 2, iPage.mHeight - kMargin + 4,
              std::to_string(iNumber) + " / " + std::to_string(iNumPages), kSmallSize, {0.4, 0.4, 0.4}, Align::kCenter);
@@ -161,8 +164,8 @@ void Painter::PaintPage(const Page& iPage, std::size_t iNumber, std::size_t iNum
 void Painter::PaintHead()
 {
     const Color ink{kInk, kInk, kInk};
-    std::string title = MdidHost_Printable(mTitle);
     const double room = mLayout.GetWidth() - 2 * kMargin;
+    std::string title = Shortened(mTitle, static_cast<int>(room / kNarrowestLetter));
     while (WidthOf(mCairo, title, kTitleSize) * 1.12 > room && MdidHost_WidthOf(title) > 2)
         title = MdidHost_Column(title, MdidHost_WidthOf(title) - 2) + "\u2026";
     Text(kMargin, kTitleBaseline, title, kTitleSize, ink, Align::kLeft, true);
@@ -171,10 +174,13 @@ void Painter::PaintHead()
     for (std::size_t i = 0; i < hands.size() && hands[i].mPlace.mY > 0; ++i)
     {
         const auto [x, y] = hands[i].mPlace;
-        NotePath({x, y, x + kSwatch, y + kSwatch - 3}, true, true);
-        SetColor(HueOf(i));
-        cairo_fill(&mCairo);
-        Text(x + kSwatch + 5, y + kSwatch - 3, hands[i].mName, kTextSize, ink);
+        if (hands[i].mHasSwatch)
+        {
+            NotePath({x, y, x + kSwatch, y + kSwatch - 3}, true, true);
+            SetColor(HueOf(i));
+            cairo_fill(&mCairo);
+        }
+        Text(hands[i].mHasSwatch ? x + kLegendSwatch : x, y + kSwatch - 3, hands[i].mName, kTextSize, ink);
     }
     PaintSigns();
 }
@@ -195,6 +201,7 @@ void Painter::PaintSigns()
         bar.mBox = {x + iSpace, top, x + iSpace + iWidth, bottom};
         bar.mWholeLeft = x;
         bar.mWholeRight = bar.mBox.mRight;
+        PaintCutOff(bar);
         PaintNote(bar);
         x = bar.mBox.mRight;
     };
@@ -232,6 +239,11 @@ void Painter::PaintSigns()
         addBar(2 * kSwatch, 0);
         PaintBend(bar);
         addText("bend (range: 48 semitones)");
+    }
+    if (mHasNumbers)
+    {
+        x = PaintNumber(2, x + 18, (top + bottom) / 2);
+        addText("more notes underneath");
     }
 }
 
@@ -299,44 +311,64 @@ void Painter::PaintLines(const System& iSystem, double iTop, double iBottom)
 
 void Painter::PaintLabels(const System& iSystem)
 {
+    const auto colorOf = [](Label::Kind iKind)
+    {
+        return iKind == Label::Kind::kBar      ? Color{0.4, 0.4, 0.42}
+               : iKind == Label::Kind::kChange ? Color{kInk, kInk, kInk}
+                                               : Color{0.55, 0.12, 0.12};
+    };
     for (const Label& label : iSystem.mLabels)
     {
-        const double baseline = label.mBox.mBottom - kTextDescent;
-        if (label.mKind == Label::Kind::kBar)
-            Text(label.mBox.mLeft, baseline, label.mText, kTextSize, {0.4, 0.4, 0.42});
-        else if (label.mKind == Label::Kind::kChange)
-            Text(label.mBox.mLeft, baseline, label.mText, kTextSize, {kInk, kInk, kInk});
-        else
+        const Box& box = label.mBox;
+        const Color color = colorOf(label.mKind);
+        if (box.mBottom < label.mFoot)
+            Line(label.mX, box.mBottom - 1, label.mX, label.mFoot - 2, Mix(color, {1, 1, 1}, 0.4), 0.7);
+        Text(box.mLeft, box.mBottom - kTextDescent, label.mText, kTextSize, color);
+    }
+    const double top = iSystem.mFrame.mTop;
+    for (const Mark& mark : iSystem.mMarks)
+        if (mark.mKind == Label::Kind::kMarker)
         {
-            const Color color{0.55, 0.12, 0.12};
-            Text(label.mBox.mLeft, baseline, label.mText, kTextSize, color);
-            const double top = iSystem.mFrame.mTop;
-            cairo_move_to(&mCairo, label.mX - 3.5, top);
-            cairo_line_to(&mCairo, label.mX + 3.5, top);
-            cairo_line_to(&mCairo, label.mX, top + 6);
+            cairo_move_to(&mCairo, mark.mX - 3.5, top);
+            cairo_line_to(&mCairo, mark.mX + 3.5, top);
+            cairo_line_to(&mCairo, mark.mX, top + 6);
             cairo_close_path(&mCairo);
-            SetColor(color);
+            SetColor(colorOf(mark.mKind));
             cairo_fill(&mCairo);
         }
-    }
+        else
+            Line(mark.mX, top, mark.mX, top + 4, colorOf(mark.mKind), 1);
 }
 
 void Painter::PaintNotes(const System& iSystem)
 {
     const std::vector<NoteBar> bars = mLayout.MakeNotes(iSystem);
     for (const NoteBar& bar : bars)
+        PaintCutOff(bar);
+    for (const NoteBar& bar : bars)
         PaintNote(bar);
     for (const NoteBar& bar : bars)
         PaintBend(bar);
+    for (const NoteBar& bar : bars)
+        if (bar.mNumCovering > 0)
+        {
+            PaintNumber(bar.mNumCovering, bar.mBox.mLeft + 2, mLayout.RowOf(iSystem, bar.mPitch).Middle());
+            mHasNumbers = true;
+        }
 }
 
-void Painter::PaintNote(const NoteBar& iBar)
+Box Painter::BodyOf(const NoteBar& iBar)
+{
+    const double inset = std::min(0.5, iBar.mBox.Height() / 8);
+    return {iBar.mBox.mLeft, iBar.mBox.mTop + inset, iBar.mBox.mRight, iBar.mBox.mBottom - inset};
+}
+
+// Of a note that a clip has cut.
+void Painter::PaintCutOff(const NoteBar& iBar)
 {
     const Color hue = HueOf(iBar.mHand);
-    const Color dark = Mix(hue, {0, 0, 0}, 0.3);
-    const double inset = std::min(0.5, iBar.mBox.Height() / 8);
-    const Box box{iBar.mBox.mLeft, iBar.mBox.mTop + inset, iBar.mBox.mRight, iBar.mBox.mBottom - inset};
-    const auto paintGhost = [&](double iLeft, double iRight)
+    const Box box = BodyOf(iBar);
+    const auto paint = [&](double iLeft, double iRight)
     {
         if (iRight - iLeft < 0.5)
             return;
@@ -344,33 +376,67 @@ void Painter::PaintNote(const NoteBar& iBar)
         Fill({iLeft, box.mTop, iRight, box.mBottom}, Mix({1, 1, 1}, hue, 0.08));
         cairo_set_dash(&mCairo, kDashes.data(), static_cast<int>(kDashes.size()), 0);
         SetColor(hue, 0.65);
-        cairo_set_line_width(&mCairo, 0.7);
+        cairo_set_line_width(&mCairo, std::min(0.7, box.Height() / 4));
         cairo_rectangle(&mCairo, iLeft, box.mTop, iRight - iLeft, box.Height());
         cairo_stroke(&mCairo);
         cairo_set_dash(&mCairo, nullptr, 0, 0);
     };
     if (iBar.mIsHeadCut)
-        paintGhost(iBar.mWholeLeft, box.mLeft);
+        paint(iBar.mWholeLeft, box.mLeft);
     if (iBar.mIsTailCut)
-        paintGhost(box.mRight, iBar.mWholeRight);
+        paint(box.mRight, iBar.mWholeRight);
+}
 
-    NotePath(box, iBar.mBeginsHere && !iBar.mIsHeadCut, iBar.mEndsHere && !iBar.mIsTailCut);
-    SetColor(iBar.mIsMuted ? Color{1, 1, 1} : ShadeOf(iBar.mHand, iBar.mVelocity));
-    cairo_fill_preserve(&mCairo);
-    SetColor(iBar.mIsMuted ? hue : dark);
-    cairo_set_line_width(&mCairo, std::min(iBar.mIsMuted ? 1.1 : 0.6, box.Height() / 3));
-    cairo_stroke(&mCairo);
+void Painter::PaintNote(const NoteBar& iBar)
+{
+    const Color hue = HueOf(iBar.mHand);
+    const Box box = BodyOf(iBar);
+    const double outline = iBar.mIsMuted ? 1.1 : 0.6;
+    if (iBar.mIsMuted && box.Width() < 3 * outline) // too narrow for an outline: a line with a gap
+    {
+        Fill(box, {1, 1, 1});
+        Fill({box.mLeft, box.mTop, box.mRight, box.mTop + box.Height() * kMutedShare}, hue);
+        Fill({box.mLeft, box.mBottom - box.Height() * kMutedShare, box.mRight, box.mBottom}, hue);
+    }
+    else
+    {
+        NotePath(box, iBar.mBeginsHere && !iBar.mIsHeadCut, iBar.mEndsHere && !iBar.mIsTailCut);
+        SetColor(iBar.mIsMuted ? Color{1, 1, 1} : ShadeOf(iBar.mHand, iBar.mVelocity));
+        cairo_fill_preserve(&mCairo);
+        SetColor(iBar.mIsMuted ? hue : Mix(hue, {0, 0, 0}, 0.3));
+        cairo_set_line_width(&mCairo, iBar.mBox.Height() < 3 ? outline / 3 : std::min(outline, box.Height() / 3));
+        cairo_stroke(&mCairo);
+    }
     for (const auto& [isCut, x] : {std::pair(iBar.mIsHeadCut, box.mLeft), {iBar.mIsTailCut, box.mRight}})
         if (isCut)
             Line(x, box.mTop - 1, x, box.mBottom + 1, {kInk, kInk, kInk}, 1.8);
+}
+
+// Returns where it ends.
+double Painter::PaintNumber(int iNumber, double iX, double iMiddle)
+{
+    const std::string text = "+" + std::to_string(iNumber);
+    const double width = WidthOf(mCairo, text, kNumberSize) + 2;
+    const double left = std::min(iX, mLayout.GetWidth() - kMargin - 2 - width);
+    SetColor({1, 1, 1}, 0.85);
+    cairo_rectangle(&mCairo, left, iMiddle - kNumberSize / 2, width, kNumberSize);
+    cairo_fill(&mCairo);
+    return Text(left + 1, iMiddle + kNumberSize * 0.36, text, kNumberSize, {kInk, kInk, kInk}) + 1;
 }
 
 void Painter::PaintBend(const NoteBar& iBar)
 {
     if (iBar.mBend.empty())
         return;
+    const Color color = Mix(HueOf(iBar.mHand), {0, 0, 0}, 0.45);
+    const Point& first = iBar.mBend.front();
+    if (std::abs(first.mY - iBar.mBox.Middle()) > iBar.mBox.Height() / 2) // begins apart from its note
+    {
+        const double x = std::min(first.mX + 1.5, iBar.mBox.mRight); // and off bar lines
+        Line(x, iBar.mBox.Middle(), x, first.mY, color, 0.7);
+    }
     StrokePath(iBar.mBend, {1, 1, 1}, 3);
-    StrokePath(iBar.mBend, Mix(HueOf(iBar.mHand), {0, 0, 0}, 0.45), 1.3);
+    StrokePath(iBar.mBend, color, 1.3);
 }
 
 void Painter::PaintLane(const System& iSystem, const LaneStrip& iStrip)

@@ -44,7 +44,10 @@ private:
     void PaintLines(const System& iSystem, double iTop, double iBottom);
     void PaintLabels(const System& iSystem);
     void PaintNotes(const System& iSystem);
+    static Box BodyOf(const NoteBar& iBar);
+    void PaintCutOff(const NoteBar& iBar);
     void PaintNote(const NoteBar& iBar);
+    double PaintNumber(int iNumber, double iX, double iMiddle);
     void PaintBend(const NoteBar& iBar);
     void PaintLane(const System& iSystem, const LaneStrip& iStrip);
 
@@ -66,6 +69,7 @@ private:
     cairo_t& mCairo;
     const Layout& mLayout;
     const std::string& mTitle;
+    bool mHasNumbers = false; // of notes that lie upon others, so far
 };
 
 } // namespace MdidHost_Roll

@@ -54,7 +54,8 @@ bool IsHarmless(char32_t iCode)
     const auto isIn = [=](char32_t first, char32_t last) { return iCode >= first && iCode <= last; };
     const bool isControl = iCode < 0x20 || isIn(0x7F, 0x9F);
     const bool isSeparatorOrDirection = isIn(0x2028, 0x202E) || isIn(0x2066, 0x2069);
-    return !isControl && !isSeparatorOrDirection;
+    const bool isNoCharacter = isIn(0xFDD0, 0xFDEF) || (iCode & 0xFFFE) == 0xFFFE; // nor do all libraries take it
+    return !isControl && !isSeparatorOrDirection && !isNoCharacter;
 }
 
 } // namespace

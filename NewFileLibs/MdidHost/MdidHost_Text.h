@@ -19,7 +19,7 @@ std::string MdidHost_HexOfMessages(const Mdid_Event& iEvent);
 std::string MdidHost_DescriptionOf(const Mdid_Event& iEvent);
 
 // Fit for a terminal: each byte of what could steer it becomes "\xNN". That is control characters, line separators,
-// changes of the writing direction, and what is no UTF-8 (file names need not be).
+// changes of the writing direction, and what is no character or no UTF-8 (file names need not be).
 std::string MdidHost_Printable(std::string_view iText);
 
 // "1 note", "2 notes"; "-1 note"; "2 switches" with iMany.

@@ -51,7 +51,8 @@ std::string MdidHost_BeatsPerMinute(int iMicrosecondsPerQuarter)
 
 std::string MdidHost_MinutesAndSeconds(std::int64_t iMicroseconds)
 {
-    const std::int64_t milliseconds = (iMicroseconds + 500) / 1000;
+    const std::int64_t rounded = iMicroseconds + 500;
+    const std::int64_t milliseconds = rounded / 1000 - (rounded % 1000 < 0 ? 1 : 0); // halves upward, of any sign
     const std::int64_t size = milliseconds < 0 ? -milliseconds : milliseconds;
     return MdidHost_Formatted("%s%lld:%02lld.%03lld", milliseconds < 0 ? "-" : "", static_cast<long long>(size / 60000),
                               static_cast<long long>(size / 1000 % 60), static_cast<long long>(size % 1000));

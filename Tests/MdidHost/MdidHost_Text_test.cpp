@@ -24,8 +24,9 @@ TEST(MdidHost_Text, WhatCouldSteerATerminalIsEscaped)
         {"\u00a0", "\u00a0"},                                     // the first one that is none
         {"\u202eabc\u2066", "\\xe2\\x80\\xaeabc\\xe2\\x81\\xa6"}, // would turn the rest of the line round
         {"\u2028", "\\xe2\\x80\\xa8"},
-        {"\x9b\x33", "\\x9b\x33"},  // the introducer in one byte
-        {"\xc0\x9b", "\\xc0\\x9b"}, // and longer than it need be
+        {"\ufdcf\ufdef\ufffe", "\ufdcf\\xef\\xb7\\xaf\\xef\\xbf\\xbe"}, // no characters, behind one
+        {"\x9b\x33", "\\x9b\x33"},                                      // the introducer in one byte
+        {"\xc0\x9b", "\\xc0\\x9b"},                                     // and longer than it need be
         {"\xe0\x82\x9b", "\\xe0\\x82\\x9b"},
         {"\xed\xa0\x80", "\\xed\\xa0\\x80"},          // half a surrogate pair
         {"\xf4\x90\x80\x80", "\\xf4\\x90\\x80\\x80"}, // beyond the last character
