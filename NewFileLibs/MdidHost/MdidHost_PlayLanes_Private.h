@@ -1,13 +1,12 @@
 #pragma once
 
-#include "Mdid/Mdi_Parse.h"
 #include "Mdid/Mdie_ChaseTracker.h"
+#include "MdidHost/MdidHost_PlayOrder_Private.h"
 #include "MdidHost/MdidHost_PlaySchedule_Private.h"
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 // The lanes that a player chases: of a track of one channel those of the default map and poly pressure; of an MPE track
 // the lanes of all channels, for which every entry exists per note.
@@ -21,43 +20,6 @@ public:
 private:
     Mdie_ChaseTrackerMap mMap;
     Mdie_ChaseTrackerMap mMPEMap;
-};
-
-// What brings an instrument to a state, put into the order in which it needs it. Takes memory at construction only.
-class MdidHost_PlayOrder : public Mdie_EventReceiver
-{
-public:
-    struct Sent
-    {
-        int mPlace = 0;
-        std::size_t mNumber = 0; // as it came
-        Mdid_Event mEvent;
-    };
-
-    struct Data
-    {
-        std::size_t mNumber = 0; // as it is played
-        MdidHost_PlayParameter mParameter;
-        int mController = 0;
-        signed char mValue = 0;
-    };
-
-    // iMaxSettings: as the schedule has it; beside what one call of a tracker may send.
-    explicit MdidHost_PlayOrder(std::size_t iMaxSettings);
-
-    void ReceiveEvent(const Mdid_Event& iEvent) override;
-
-    // What has come since the last time: programs and banks, numbers and data as they came, other controllers, bend,
-    // pressure.
-    const std::vector<Sent>& Sort();
-    void Clear() { mSent.clear(); }
-    std::size_t GetCapacity() const { return mSent.capacity(); }
-
-    std::vector<Data>& GetData() { return mData; } // room for data of one channel that are to be sent
-
-private:
-    std::vector<Sent> mSent;
-    std::vector<Data> mData;
 };
 
 // The state of the lanes of one track, on slots that are channels in MPE tracks. Playback thread, but for construction.
