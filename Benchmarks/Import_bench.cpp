@@ -3,7 +3,7 @@
 #include "MidiFileOfEvents.h"
 #include "RatioReporter.h"
 
-#include "MdidHost/MdidHost_Import.h"
+#include "MdidHost/Import/MdidHost_Import.h"
 
 #include <algorithm>
 #include <chrono>

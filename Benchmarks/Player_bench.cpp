@@ -4,7 +4,7 @@
 
 #include "Mdid/Mdid_Chunk.h"
 #include "Mdid/Mdid_EventTypes.h"
-#include "MdidHost/MdidHost_Player.h"
+#include "MdidHost/Play/MdidHost_Player.h"
 
 #include <algorithm>
 #include <ctime>

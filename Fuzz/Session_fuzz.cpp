@@ -7,11 +7,11 @@
 #include "CFnd/Sys_DelayedDeletion.h"
 #include "Mdid/Mdid_Chunk.h"
 #include "Mdid/Mdid_Options.h"
-#include "MdidHost/MdidHost_Diff.h"
-#include "MdidHost/MdidHost_Player.h"
-#include "MdidHost/MdidHost_RecordDump.h"
-#include "MdidHost/MdidHost_Scrub.h"
-#include "MdidHost/MdidHost_SessionFolder.h"
+#include "MdidHost/Edit/MdidHost_Diff.h"
+#include "MdidHost/Play/MdidHost_Player.h"
+#include "MdidHost/Play/MdidHost_Scrub.h"
+#include "MdidHost/Session/MdidHost_RecordDump.h"
+#include "MdidHost/Session/MdidHost_SessionFolder.h"
 #include "QuorPlatformSupport/SPSStartupOption.h"
 
 #include <algorithm>

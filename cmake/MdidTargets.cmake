@@ -38,9 +38,16 @@ if(MDID_BUILD_FUZZERS)
   target_compile_options(MdidOptions INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
-# mdid_add_library(<folder> <alias> <SHARED|STATIC>): one folder is one library; every .cpp in it belongs to it.
+# mdid_add_library(<folder> <alias> <SHARED|STATIC> [<room>...]): one folder is one library; every .cpp in it, and in the
+# folders of it that are named as its rooms, belongs to it.
 function(mdid_add_library name alias kind)
-  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp ${CMAKE_CURRENT_SOURCE_DIR}/*.h)
+  set(places ${CMAKE_CURRENT_SOURCE_DIR})
+  foreach(room IN LISTS ARGN)
+    list(APPEND places ${CMAKE_CURRENT_SOURCE_DIR}/${room})
+  endforeach()
+  set(patterns ${places})
+  list(TRANSFORM patterns APPEND "/*.cpp")
+  file(GLOB sources CONFIGURE_DEPENDS ${patterns})
   add_library(${name} ${kind} ${sources})
   add_library(Mdid::${alias} ALIAS ${name})
   set_target_properties(${name} PROPERTIES
@@ -51,9 +58,8 @@ function(mdid_add_library name alias kind)
   target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:MdidOptions>)
   install(TARGETS ${name} EXPORT MdidTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-  list(FILTER sources INCLUDE REGEX "\\.h$")
-  list(FILTER sources EXCLUDE REGEX "_Private\\.h$")
-  install(FILES ${sources} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${name})
+  install(DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${name}
+    FILES_MATCHING PATTERN "*.h" PATTERN "*_Private.h" EXCLUDE)
 endfunction()
 
 # mdid_add_module(<target> <file name> <folder below the module folder> <sources>...)

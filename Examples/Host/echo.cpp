@@ -5,8 +5,8 @@
 #include "MFnd/Ndo_Manager.h"
 #include "Mdid/Mdid_Chunk.h"
 #include "Mdid/Mdid_Init.h"
-#include "MdidHost/MdidHost_Export.h"
-#include "MdidHost/MdidHost_Import.h"
+#include "MdidHost/Export/MdidHost_Export.h"
+#include "MdidHost/Import/MdidHost_Import.h"
 
 #include <algorithm>
 #include <iostream>

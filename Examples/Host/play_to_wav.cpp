@@ -4,8 +4,8 @@
 
 #include "Mdid/Mdid_EventTypes.h"
 #include "Mdid/Mdid_Init.h"
-#include "MdidHost/MdidHost_OpenSession.h"
-#include "MdidHost/MdidHost_Player.h"
+#include "MdidHost/Import/MdidHost_OpenSession.h"
+#include "MdidHost/Play/MdidHost_Player.h"
 
 #include <algorithm>
 #include <array>

@@ -21,6 +21,8 @@ inline constexpr signed char kFirstChannelMode = 120;
 
 // The registered parameter (MSB 0) whose data entry configures an MPE zone.
 inline constexpr signed char kMPEConfiguration = 6;
+inline constexpr int kMaxLowerMembers = 15; // that it may say
+inline constexpr int kMaxUpperMembers = 14;
 
 // Parameter numbers and their data: what data entry means depends on the number before it.
 constexpr bool IsOfParameterNumber(int iController)

@@ -1,10 +1,10 @@
-#include "MdidHost/MdidHost_Clip.h"
+#include "MdidHost/Edit/MdidHost_Clip.h"
 
 #include "MFnd/Ndo_Manager.h"
 #include "MFnd/Time_Convert.h"
 #include "Mdid/Mdid_Chunk.h"
-#include "MdidHost/MdidHost_OpenSession.h"
-#include "MdidHost/MdidHost_SessionFolder.h"
+#include "MdidHost/Import/MdidHost_OpenSession.h"
+#include "MdidHost/Session/MdidHost_SessionFolder.h"
 #include "Support/ScopedAllowMPE.h"
 #include "Support/TemporaryFolder.h"
 

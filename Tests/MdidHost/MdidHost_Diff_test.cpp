@@ -1,12 +1,12 @@
-#include "MdidHost/MdidHost_Diff.h"
+#include "MdidHost/Edit/MdidHost_Diff.h"
 
 #include "CFnd/Cmn_OutStream.h"
 #include "CFnd/Sys_TypedStream.h"
 #include "Mdid/Mdid_Chunk.h"
 #include "Mdid/Mdid_PerNoteControllerList.h"
 #include "Mdid/Mdid_SysexEvent.h"
-#include "MdidHost/MdidHost_RecordDump.h"
-#include "MdidHost/MdidHost_SessionFolder.h"
+#include "MdidHost/Session/MdidHost_RecordDump.h"
+#include "MdidHost/Session/MdidHost_SessionFolder.h"
 #include "Support/ScopedAllowMPE.h"
 #include "Support/TemporaryFolder.h"
 

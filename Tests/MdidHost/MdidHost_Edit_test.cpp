@@ -1,11 +1,11 @@
-#include "MdidHost/MdidHost_Edit.h"
+#include "MdidHost/Edit/MdidHost_Edit.h"
 
 #include "MFnd/Ndo_Manager.h"
 #include "MFnd/Time_Convert.h"
 #include "Mdid/Mdid_Chunk.h"
 #include "Mdid/Mdid_SysexEvent.h"
-#include "MdidHost/MdidHost_Diff.h"
-#include "MdidHost/MdidHost_EventListing.h"
+#include "MdidHost/Edit/MdidHost_Diff.h"
+#include "MdidHost/Listing/MdidHost_EventListing.h"
 
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>

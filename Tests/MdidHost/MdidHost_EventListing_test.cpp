@@ -1,4 +1,4 @@
-#include "MdidHost/MdidHost_EventListing.h"
+#include "MdidHost/Listing/MdidHost_EventListing.h"
 
 #include "Mdid/Mdid_Chunk.h"
 #include "Mdid/Mdid_PerNoteControllerList.h"

@@ -1,10 +1,10 @@
-#include "MdidHost/MdidHost_Export.h"
+#include "MdidHost/Export/MdidHost_Export.h"
 
 #include "Mdid/Mdid_Chunk.h"
 #include "Mdid/Mdid_EventTypes.h"
 #include "Mdid/Mdid_PerNoteControllerList.h"
 #include "Mdid/Mdid_SysexEvent.h"
-#include "MdidHost/MdidHost_Import.h"
+#include "MdidHost/Import/MdidHost_Import.h"
 #include "Support/ScopedAllowMPE.h"
 #include "Support/SmfBuilder.h"
 

@@ -1,4 +1,4 @@
-#include "MdidHost/MdidHost_FileDump.h"
+#include "MdidHost/File/MdidHost_FileDump.h"
 
 #include "Mdid/Mdid_EventTypes.h"
 #include "Mdid/Mdid_SysexEvent.h"

@@ -1,4 +1,4 @@
-#include "MdidHost/MdidHost_FileSummary.h"
+#include "MdidHost/File/MdidHost_FileSummary.h"
 
 #include "Support/SmfBuilder.h"
 

@@ -1,4 +1,4 @@
-#include "MdidHost/MdidHost_Import.h"
+#include "MdidHost/Import/MdidHost_Import.h"
 
 #include "Mdid/Mdid_Chunk.h"
 #include "Mdid/Mdid_PerNoteControllerList.h"

@@ -1,4 +1,4 @@
-#include "MdidHost/MdidHost_Input.h"
+#include "MdidHost/Import/MdidHost_Input.h"
 
 #include "CFnd/Sys_StreamException.h"
 #include "Support/TemporaryFolder.h"

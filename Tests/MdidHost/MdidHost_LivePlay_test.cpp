@@ -1,5 +1,5 @@
-#include "MdidHost/MdidHost_LivePlay.h"
-#include "MdidHost/MdidHost_OpenSession.h"
+#include "MdidHost/Import/MdidHost_OpenSession.h"
+#include "MdidHost/Play/MdidHost_LivePlay.h"
 
 #include <chrono>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
-#include "MdidHost/MdidHost_OpenSession.h"
-#include "MdidHost/MdidHost_PianoRollContents_Private.h"
-#include "MdidHost/MdidHost_Wording_Private.h"
+#include "MdidHost/Import/MdidHost_OpenSession.h"
+#include "MdidHost/PianoRoll/MdidHost_PianoRollContents_Private.h"
+#include "MdidHost/Text/MdidHost_Wording_Private.h"
 #include "Support/ScopedAllowMPE.h"
 
 #include <gtest/gtest.h>

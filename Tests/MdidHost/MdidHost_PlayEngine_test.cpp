@@ -1,8 +1,8 @@
 #include "Mdid/Mdid_Chunk.h"
-#include "MdidHost/MdidHost_Clip.h"
-#include "MdidHost/MdidHost_OpenSession.h"
-#include "MdidHost/MdidHost_Player.h"
-#include "MdidHost/MdidHost_Text.h"
+#include "MdidHost/Edit/MdidHost_Clip.h"
+#include "MdidHost/Import/MdidHost_OpenSession.h"
+#include "MdidHost/Play/MdidHost_Player.h"
+#include "MdidHost/Text/MdidHost_Text.h"
 #include "Support/AllocationCounter.h"
 #include "Support/ScopedAllowMPE.h"
 

@@ -1,6 +1,6 @@
-#include "MdidHost/MdidHost_OpenSession.h"
-#include "MdidHost/MdidHost_Player.h"
-#include "MdidHost/MdidHost_Scrub.h"
+#include "MdidHost/Import/MdidHost_OpenSession.h"
+#include "MdidHost/Play/MdidHost_Player.h"
+#include "MdidHost/Play/MdidHost_Scrub.h"
 
 #include <gtest/gtest.h>
 #include <map>

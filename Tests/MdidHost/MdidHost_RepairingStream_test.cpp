@@ -1,8 +1,8 @@
-#include "MdidHost/MdidHost_RepairingStream.h"
+#include "MdidHost/File/MdidHost_RepairingStream.h"
 
 #include "CFnd/Sys_StreamException.h"
 #include "Mdid/Mdi_MidiFileParser.h"
-#include "MdidHost/MdidHost_MidiCsv.h"
+#include "MdidHost/File/MdidHost_MidiCsv.h"
 #include "Support/SmfBuilder.h"
 #include "Support/WindowedInStream.h"
 

@@ -1,9 +1,9 @@
-#include "MdidHost/MdidHost_SessionFolder.h"
+#include "MdidHost/Session/MdidHost_SessionFolder.h"
 
 #include "Mdid/Mdid_Chunk.h"
 #include "Mdid/Mdid_PerNoteControllerList.h"
-#include "MdidHost/MdidHost_OpenSession.h"
-#include "MdidHost/MdidHost_RecordDump.h"
+#include "MdidHost/Import/MdidHost_OpenSession.h"
+#include "MdidHost/Session/MdidHost_RecordDump.h"
 #include "Support/ScopedAllowMPE.h"
 #include "Support/SmfBuilder.h"
 #include "Support/TemporaryFolder.h"

@@ -1,4 +1,4 @@
-#include "MdidHost/MdidHost_MusicalTime.h"
+#include "MdidHost/Session/MdidHost_MusicalTime.h"
 
 #include <gtest/gtest.h>
 #include <sstream>

@@ -1,4 +1,4 @@
-#include "MdidHost/MdidHost_Text.h"
+#include "MdidHost/Text/MdidHost_Text.h"
 
 #include "Mdid/Mdid_EventTypes.h"
 

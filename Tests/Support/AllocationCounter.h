@@ -14,8 +14,8 @@ public:
     int GetLive() const { return GetTotals().mLive - mBefore.mLive; }
     std::size_t GetBytes() const { return GetTotals().mBytes - mBefore.mBytes; } // as asked for
 
-    // Calls of malloc, free and their kin, operator new's and those of a throw among them, of what locks mutexes, and of
-    // what guards local statics. 0 with a sanitizer, which has its own.
+    // Calls of malloc, free and their kin, operator new's and those of a throw among them, of what locks mutexes, and
+    // of what guards local statics. 0 with a sanitizer, which has its own.
     int GetSystemCalls() const { return GetTotals().mSystemCalls - mBefore.mSystemCalls; }
 
     // The most bytes that were live at once since the innermost counter was made, beyond those that were live then.

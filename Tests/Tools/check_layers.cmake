@@ -12,6 +12,9 @@ set(layers
   "MdidHost"
   "Tools")
 
+# The rooms of MdidHost, from low to high.
+set(rooms Text File Session Import Export Listing Edit Play PianoRoll)
+
 # The layer of a folder, counted from 0; "" for a folder outside of the layers.
 function(find_layer folder result)
   set(found "")
@@ -57,6 +60,14 @@ foreach(top IN ITEMS NewFileLibs Tools)
         string(APPEND faults "${source}: includes ${header}, which is of a higher layer\n")
       elseif(header MATCHES "_Private\\.h$" AND NOT other STREQUAL own)
         string(APPEND faults "${source}: includes ${header}, which is private to ${other}\n")
+      endif()
+      if(source MATCHES "MdidHost/([A-Za-z]+)/")
+        list(FIND rooms "${CMAKE_MATCH_1}" ownRoom)
+        string(REGEX REPLACE "^MdidHost/([A-Za-z]+)/.*$" "\\1" otherRoom "${header}")
+        list(FIND rooms "${otherRoom}" otherRoom)
+        if(ownRoom EQUAL -1 OR otherRoom GREATER ownRoom)
+          string(APPEND faults "${source}: includes ${header}, which is of a higher room\n")
+        endif()
       endif()
       # Private headers are not installed, so a public one that needs them would not compile for a host.
       if(header MATCHES "_Private\\.h$" AND source MATCHES "\\.h$" AND NOT source MATCHES "_Private\\.h$")

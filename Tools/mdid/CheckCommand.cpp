@@ -1,6 +1,6 @@
 #include "Command.h"
-#include "MdidHost/MdidHost_Input.h"
-#include "MdidHost/MdidHost_Text.h"
+#include "MdidHost/Import/MdidHost_Input.h"
+#include "MdidHost/Text/MdidHost_Text.h"
 #include "Progress.h"
 
 #include <iostream>

@@ -2,7 +2,7 @@
 
 #include "CFnd/I18N_Utils.h"
 #include "Mdid/Mdid_Options.h"
-#include "MdidHost/MdidHost_Text.h"
+#include "MdidHost/Text/MdidHost_Text.h"
 #include "Progress.h"
 #include "QuorPlatformSupport/SPSStartupOption.h"
 

@@ -3,10 +3,10 @@
 // What the commands of this program share. Each file of commands has one function that adds them.
 
 #include "CFnd/Sys_StreamException.h"
-#include "MdidHost/MdidHost_EventListing.h"
-#include "MdidHost/MdidHost_MusicalTime.h"
-#include "MdidHost/MdidHost_OpenSession.h"
-#include "MdidHost/MdidHost_SessionFolder.h"
+#include "MdidHost/Import/MdidHost_OpenSession.h"
+#include "MdidHost/Listing/MdidHost_EventListing.h"
+#include "MdidHost/Session/MdidHost_MusicalTime.h"
+#include "MdidHost/Session/MdidHost_SessionFolder.h"
 
 #include <CLI/CLI.hpp>
 #include <limits>

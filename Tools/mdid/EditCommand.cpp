@@ -1,9 +1,9 @@
 #include "Command.h"
 #include "MFnd/Ndo_Manager.h"
 #include "Mdid/Mdid_Chunk.h"
-#include "MdidHost/MdidHost_Edit.h"
-#include "MdidHost/MdidHost_MusicalTime.h"
-#include "MdidHost/MdidHost_Text.h"
+#include "MdidHost/Edit/MdidHost_Edit.h"
+#include "MdidHost/Session/MdidHost_MusicalTime.h"
+#include "MdidHost/Text/MdidHost_Text.h"
 
 #include <algorithm>
 #include <iostream>

@@ -2,14 +2,14 @@
 
 #include "Command.h"
 #include "Mdid/Mdi_MidiFileParser.h"
-#include "MdidHost/MdidHost_FileDump.h"
-#include "MdidHost/MdidHost_FileSummary.h"
-#include "MdidHost/MdidHost_Input.h"
-#include "MdidHost/MdidHost_MidiCsv.h"
-#include "MdidHost/MdidHost_ParseLog.h"
-#include "MdidHost/MdidHost_RecordDump.h"
-#include "MdidHost/MdidHost_SessionFolder.h"
-#include "MdidHost/MdidHost_Text.h"
+#include "MdidHost/File/MdidHost_FileDump.h"
+#include "MdidHost/File/MdidHost_FileSummary.h"
+#include "MdidHost/File/MdidHost_MidiCsv.h"
+#include "MdidHost/File/MdidHost_ParseLog.h"
+#include "MdidHost/Import/MdidHost_Input.h"
+#include "MdidHost/Session/MdidHost_RecordDump.h"
+#include "MdidHost/Session/MdidHost_SessionFolder.h"
+#include "MdidHost/Text/MdidHost_Text.h"
 
 #include <algorithm>
 #include <array>

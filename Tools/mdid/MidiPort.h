@@ -1,6 +1,6 @@
 #pragma once
 
-#include "MdidHost/MdidHost_LivePlay.h"
+#include "MdidHost/Play/MdidHost_LivePlay.h"
 
 #include <memory>
 #include <string>

@@ -1,10 +1,10 @@
 // The commands about notes in a range of time: notes, clip.
 
 #include "Command.h"
-#include "MdidHost/MdidHost_Clip.h"
-#include "MdidHost/MdidHost_MusicalTime.h"
-#include "MdidHost/MdidHost_NoteListing.h"
-#include "MdidHost/MdidHost_Text.h"
+#include "MdidHost/Edit/MdidHost_Clip.h"
+#include "MdidHost/Listing/MdidHost_NoteListing.h"
+#include "MdidHost/Session/MdidHost_MusicalTime.h"
+#include "MdidHost/Text/MdidHost_Text.h"
 
 #include <iostream>
 #include <sstream>

@@ -2,9 +2,9 @@
 
 #include "CFnd/Sys_FileStream.h"
 #include "Command.h"
-#include "MdidHost/MdidHost_LivePlay.h"
-#include "MdidHost/MdidHost_PlayListing.h"
-#include "MdidHost/MdidHost_Scrub.h"
+#include "MdidHost/Play/MdidHost_LivePlay.h"
+#include "MdidHost/Play/MdidHost_PlayListing.h"
+#include "MdidHost/Play/MdidHost_Scrub.h"
 #include "MidiPort.h"
 
 #include <algorithm>

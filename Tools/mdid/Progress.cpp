@@ -1,6 +1,6 @@
 #include "Progress.h"
 
-#include "MdidHost/MdidHost_Text.h"
+#include "MdidHost/Text/MdidHost_Text.h"
 
 #include <chrono>
 #include <iostream>

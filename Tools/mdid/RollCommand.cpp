@@ -2,7 +2,7 @@
 
 #include "CFnd/Sys_FileStream.h"
 #include "Command.h"
-#include "MdidHost/MdidHost_PianoRoll.h"
+#include "MdidHost/PianoRoll/MdidHost_PianoRoll.h"
 
 #include <filesystem>
 

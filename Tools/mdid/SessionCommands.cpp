@@ -3,10 +3,10 @@
 #include "CFnd/Cmn_XMLNode.h"
 #include "Command.h"
 #include "Mdid/Mdid_Chunk.h"
-#include "MdidHost/MdidHost_Diff.h"
-#include "MdidHost/MdidHost_EventListing.h"
-#include "MdidHost/MdidHost_MusicalTime.h"
-#include "MdidHost/MdidHost_SessionText.h"
+#include "MdidHost/Edit/MdidHost_Diff.h"
+#include "MdidHost/Listing/MdidHost_EventListing.h"
+#include "MdidHost/Listing/MdidHost_SessionText.h"
+#include "MdidHost/Session/MdidHost_MusicalTime.h"
 
 #include <iostream>
 

@@ -3,8 +3,8 @@
 #include "CFnd/Sys_FileStream.h"
 #include "Command.h"
 #include "Mdid/Mdid_Chunk.h"
-#include "MdidHost/MdidHost_Export.h"
-#include "MdidHost/MdidHost_Text.h"
+#include "MdidHost/Export/MdidHost_Export.h"
+#include "MdidHost/Text/MdidHost_Text.h"
 #include "Progress.h"
 
 #include <iostream>

@@ -2,7 +2,7 @@
 
 #include "Command.h"
 #include "Mdid/Mdid_Init.h"
-#include "MdidHost/MdidHost_Text.h"
+#include "MdidHost/Text/MdidHost_Text.h"
 
 #include <algorithm>
 #include <cerrno>
