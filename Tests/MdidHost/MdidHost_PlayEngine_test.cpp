@@ -129,12 +129,16 @@ TEST(MdidHost_PlayEngine, GoesOnBehindWhatASinkThrewAt)
     std::vector<ThrowingSink::Played> plain;
     for (std::size_t throwAt = 0; throwAt <= plain.size(); ++throwAt)
     {
-        MdidHost_Player player(session, {.mBlockSize = 50, .mStart = 110, .mJumps = {{150, 30}, {130, 100}}});
+        MdidHost_Player player(session,
+                               {.mBlockSize = 1, .mStart = 110, .mJumps = {{150, 30}}, .mLoops = {{3, 100, 2}}});
         ThrowingSink sink;
         sink.mThrowAt = throwAt;
+        std::int64_t stop = 0; // elapsed
         for (bool isPlaying = true; isPlaying;)
             try
             {
+                if (player.GetPosition() == 100 && player.GetElapsed() != std::exchange(stop, player.GetElapsed()))
+                    player.Stop(sink); // where the loop ends
                 isPlaying = player.Render(sink);
             }
             catch (const std::runtime_error&)

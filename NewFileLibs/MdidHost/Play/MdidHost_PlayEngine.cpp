@@ -57,9 +57,13 @@ class MdidHost_PlayEngine::TransitionReceiver : public Mdie_EventReceiver
 public:
     TransitionReceiver(MdidHost_PlayEngine& ioEngine, std::size_t iTrack) : mEngine(ioEngine), mTrack(iTrack) {}
 
+    // Note-ons come behind the lanes, so that they sound as they should, and note-offs before a pedal may hold them.
     void ReceiveEvent(const Mdid_Event& iEvent) override
     {
-        mEngine.Put(mTrack, MdidHost_PlayedEvent::kTransition, iEvent);
+        if (iEvent.GetType() == Mdid_Event::kNoteOn)
+            mEngine.CollectNoteOn(mTrack, iEvent.As<Mdid_NoteOnEvent>());
+        else
+            mEngine.Put(mTrack, MdidHost_PlayedEvent::kTransition, iEvent);
     }
 
 private:
@@ -143,6 +147,8 @@ void MdidHost_PlayEngine::BuildNoteIndexes() const
 bool MdidHost_PlayEngine::Render(MdidHost_PlaySink& ioSink)
 {
     Flush(ioSink);
+    if (mIsStopping)
+        Stop(ioSink);
     if (!mIsRolling)
     {
         if (mRequestedJump)
@@ -152,8 +158,9 @@ bool MdidHost_PlayEngine::Render(MdidHost_PlaySink& ioSink)
         Start(ioSink);
     }
     ApplyMutes(false, ioSink);
-    if (mRequestedJump || mIsMoving)
-        GoTo(std::exchange(mRequestedJump, std::nullopt).value_or(mPosition), ioSink);
+    if (mRequestedJump)
+        GoTo(*std::exchange(mRequestedJump, std::nullopt), ioSink);
+    MoveTracks(ioSink); // that a sink which threw has kept from it
     ApplyMutes(true, ioSink);
     mAreMutesChanged = false;
 
@@ -234,20 +241,17 @@ void MdidHost_PlayEngine::Unmute(std::size_t iTrack)
 void MdidHost_PlayEngine::Start(MdidHost_PlaySink& ioSink)
 {
     mIsRolling = true;
-    mIsMoving = true;
+    mIsStarting = true;
+    mNumInPlace = 0;
     mNextP = mSchedule.FindFirst(mPosition);
-    for (std::size_t i = 0; i < mTracks.size(); ++i)
-    {
-        StartTrack(i);
-        Flush(ioSink);
-    }
-    mIsMoving = false;
+    for (Track& track : mTracks)
+        track.mIsHeard = IsToBeHeard(track);
+    MoveTracks(ioSink);
 }
 
 void MdidHost_PlayEngine::StartTrack(std::size_t iTrack)
 {
     Track& track = mTracks[iTrack];
-    track.mIsHeard = IsToBeHeard(track);
     track.mLanesP->Chase(mSchedule.GetChaseLanes(iTrack), mPosition);
     AddSoundingNotes(iTrack, track.mNotes);
     UpdateNoteEnd(iTrack);
@@ -263,6 +267,7 @@ void MdidHost_PlayEngine::Stop(MdidHost_PlaySink& ioSink)
     if (!mIsRolling)
         return;
     Flush(ioSink);
+    mIsStopping = true;
     for (std::size_t i = 0; i < mTracks.size(); ++i)
     {
         Track& track = mTracks[i];
@@ -274,7 +279,7 @@ void MdidHost_PlayEngine::Stop(MdidHost_PlaySink& ioSink)
         Flush(ioSink);
     }
     mIsRolling = false;
-    mIsMoving = false;
+    mIsStopping = false;
 }
 
 void MdidHost_PlayEngine::SetPosition(std::int64_t iSample)
@@ -286,29 +291,43 @@ void MdidHost_PlayEngine::SetPosition(std::int64_t iSample)
 void MdidHost_PlayEngine::GoTo(std::int64_t iSample, MdidHost_PlaySink& ioSink)
 {
     SetPosition(iSample);
-    mIsMoving = true;
+    mIsStarting = false;
+    mNumInPlace = 0;
     mNextP = mSchedule.FindFirst(mPosition);
-    for (std::size_t i = 0; i < mTracks.size(); ++i)
+    MoveTracks(ioSink);
+}
+
+void MdidHost_PlayEngine::MoveTracks(MdidHost_PlaySink& ioSink)
+{
+    while (mNumInPlace < mTracks.size())
     {
-        MoveTrack(i);
+        const std::size_t track = mNumInPlace++;
+        if (mIsStarting)
+            StartTrack(track);
+        else
+            MoveTrack(track);
         Flush(ioSink);
     }
-    mIsMoving = false;
 }
 
 void MdidHost_PlayEngine::MoveTrack(std::size_t iTrack)
 {
+    MoveNotes(iTrack);
     Track& track = mTracks[iTrack];
     track.mTargetLanesP->Chase(mSchedule.GetChaseLanes(iTrack), mPosition);
-    if (track.mIsHeard)
-    {
-        track.mTargetLanesP->MoveFrom(*track.mLanesP, mOrder);
-        track.mLanesP.swap(track.mTargetLanesP);
-        PutLanes(iTrack, false);
-    }
-    else
-        track.mLanesP->TakeOver(*track.mTargetLanesP);
-    MoveNotes(iTrack);
+    if (!track.mIsHeard)
+        return track.mLanesP->TakeOver(*track.mTargetLanesP);
+    track.mTargetLanesP->MoveFrom(*track.mLanesP, mOrder);
+    track.mLanesP.swap(track.mTargetLanesP);
+    PutLanes(iTrack, false);
+    PutCollectedNotes(Mdid_Event::kNoteOn, MdidHost_PlayedEvent::kTransition);
+}
+
+void MdidHost_PlayEngine::CollectNoteOn(std::size_t iTrack, const Mdid_NoteOnEvent& iEvent)
+{
+    const Time_Typed time(mPosition, Time_EType::kSample);
+    mNoteMessages.push_back(
+        {time, iTrack, mNoteMessages.size(), iEvent.GetChannel(), iEvent.GetPitch(), iEvent.GetVelocity()});
 }
 
 void MdidHost_PlayEngine::MoveNotes(std::size_t iTrack)

@@ -99,8 +99,10 @@ private:
     void StartTrack(std::size_t iTrack);
     void SetPosition(std::int64_t iSample);
     void GoTo(std::int64_t iSample, MdidHost_PlaySink& ioSink);
+    void MoveTracks(MdidHost_PlaySink& ioSink);
     void MoveTrack(std::size_t iTrack);
     void MoveNotes(std::size_t iTrack);
+    void CollectNoteOn(std::size_t iTrack, const Mdid_NoteOnEvent& iEvent);
     void AddSoundingNotes(std::size_t iTrack, Mdie_TrackState& ioNotes);
     PlannedJump* FindJump();
     std::int64_t FindNextJump(std::int64_t iBefore) const;
@@ -144,7 +146,9 @@ private:
     const Item* mNextP = nullptr;
     std::optional<std::int64_t> mRequestedJump;
     bool mIsRolling = false;
-    bool mIsMoving = false;      // not all tracks are where the position is
+    bool mIsStopping = false;    // not all tracks are silent yet
+    std::size_t mNumInPlace = 0; // of the tracks: those that are where the position is
+    bool mIsStarting = false;    // the others have yet to begin
     bool mHasPlayedHere = false; // the position was reached by playing
     bool mAreMutesChanged = false;
 };

@@ -59,6 +59,7 @@ void MdidHost_PlayLanes::Clear()
 {
     mTracker.Clear();
     mCounts.fill(0);
+    mLanesP = nullptr;
 }
 
 // A chunk's queries do not know the lanes of notes by their channels.

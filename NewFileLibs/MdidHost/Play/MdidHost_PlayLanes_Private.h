@@ -61,7 +61,7 @@ private:
     void SendSettings(const Counts* iFromP, MdidHost_PlayOrder& ioOrder) const; // null: of an unknown instrument
 
     Mdie_ChaseTracker mTracker;
-    const TrackLanes* mLanesP = nullptr; // since the first chase
+    const TrackLanes* mLanesP = nullptr; // null: nothing is known of the instrument's settings
     Counts mCounts{};                    // of settings that have been played
     bool mIsMPE;
 };

@@ -118,26 +118,22 @@ MdidHost_PlaySettingsMove::EntriesBefore(const MdidHost_PlayHistory::ParameterDa
     return entries;
 }
 
-// Each step leads elsewhere, whatever its value.
+// Each step leads elsewhere, whatever its value, and data before it to elsewhere than data behind it.
 bool MdidHost_PlaySettingsMove::AreOther(const Entries& iHas, const Entries& iWants)
 {
+    const auto hasStep = [](const Entries& iEntries)
+    { return std::any_of(iEntries.begin() + Settings::kFirstStep, iEntries.end(), [](const Entry* i) { return i; }); };
     const auto isSame = [](const Entry* iHasP, const Entry* iWantsP)
     { return iWantsP == nullptr || (iHasP != nullptr && iHasP->mValue == iWantsP->mValue); };
-    return !std::equal(iHas.begin(), iHas.begin() + Settings::kFirstStep, iWants.begin(), isSame) ||
-           !std::equal(iHas.begin() + Settings::kFirstStep, iHas.end(), iWants.begin() + Settings::kFirstStep);
+    return hasStep(iHas) || hasStep(iWants) ? iHas != iWants
+                                            : !std::equal(iHas.begin(), iHas.end(), iWants.begin(), isSame);
 }
 
-// Those of parameters that differ. What came last of each controller is also the last that is sent.
+// Those of parameters that differ, and with them what has to be sent last.
 void MdidHost_PlaySettingsMove::CollectData()
 {
-    std::vector<MdidHost_PlayOrder::Data>& data = mOrder.GetData();
-    data.clear();
-    struct Latest
-    {
-        const Entry* mEntryP = nullptr;
-        const Parameter* mParameterP = nullptr;
-    };
-    std::array<Latest, Settings::kDataControllers.size()> latest;
+    mOrder.GetData().clear();
+    LatestEntries latest;
     for (const auto& [parameter, all] : mHistory.GetData())
     {
         const Entries wanted = EntriesBefore(all, mTo);
@@ -148,14 +144,28 @@ void MdidHost_PlaySettingsMove::CollectData()
         if (parameter.mKind != Parameter::kNone && AreOther(EntriesBefore(all, mFrom), wanted))
             AddData(parameter, wanted);
     }
-    const auto isSame = [](signed char iHas, signed char iWants) { return !IsOther(iHas, iWants); };
-    if (data.empty() && std::equal(mHas.mData.begin(), mHas.mData.end(), mWants.mData.begin(), isSame))
-        return;
-    for (const Latest& i : latest)
-        if (i.mEntryP != nullptr &&
-            std::ranges::find(data, i.mEntryP->mNumber, &MdidHost_PlayOrder::Data::mNumber) == data.end())
-            AddData(*i.mParameterP, EntriesBefore(mHistory.GetData().find(*i.mParameterP)->second, mTo));
-    std::ranges::sort(data, {}, &MdidHost_PlayOrder::Data::mNumber);
+    while (AddLatestData(latest))
+        continue;
+    std::ranges::sort(mOrder.GetData(), {}, &MdidHost_PlayOrder::Data::mNumber);
+}
+
+// What came last of a controller that is sent is also the last that is sent of it. With it come the other data of its
+// parameter: false when there is nothing more.
+bool MdidHost_PlaySettingsMove::AddLatestData(const LatestEntries& iLatest)
+{
+    using Data = MdidHost_PlayOrder::Data;
+    const std::vector<Data>& data = mOrder.GetData();
+    for (std::size_t i = 0; i < iLatest.size(); ++i)
+    {
+        const auto [entryP, parameterP] = iLatest[i];
+        const bool isSent = IsOther(mHas.mData[i], mWants.mData[i]) ||
+                            std::ranges::find(data, Settings::kDataControllers[i], &Data::mController) != data.end();
+        if (entryP == nullptr || !isSent || std::ranges::find(data, entryP->mNumber, &Data::mNumber) != data.end())
+            continue;
+        AddData(*parameterP, EntriesBefore(mHistory.GetData().find(*parameterP)->second, mTo));
+        return true;
+    }
+    return false;
 }
 
 void MdidHost_PlaySettingsMove::AddData(const Parameter& iParameter, const Entries& iEntries)

@@ -26,6 +26,13 @@ private:
     using Entries = std::array<const Entry*, Settings::kDataControllers.size()>; // null: none
     using Numbers = std::array<signed char, 2>;                                  // LSB, MSB; kNothing: any
 
+    struct Latest
+    {
+        const Entry* mEntryP = nullptr;
+        const Parameter* mParameterP = nullptr;
+    };
+    using LatestEntries = std::array<Latest, Settings::kDataControllers.size()>;
+
     static Entries EntriesBefore(const MdidHost_PlayHistory::ParameterData& iData, std::size_t iNumber);
     static bool IsOther(signed char iHas, signed char iWants) { return iWants != Settings::kNothing && iHas != iWants; }
     static bool AreOther(const Entries& iHas, const Entries& iWants);
@@ -35,6 +42,7 @@ private:
     void SendBank(int iProgram, const Settings::Bank& iBank);
     bool AreNumbersOther() const;
     void CollectData();
+    bool AddLatestData(const LatestEntries& iLatest);
     void AddData(const Parameter& iParameter, const Entries& iEntries);
     void Select(const Parameter& iParameter);
     void SendNumbers(EKind iKind, const Numbers& iNumbers, bool iIsSelection);

@@ -117,8 +117,8 @@ public:
     // sent then. Where it has not begun, or was stopped, it begins with a chase. A jump that a block comes to with its
     // last sample is made by the next one.
     //
-    // Linear in what is played. A chase and a jump: for each track O(log n) a lane and O(m log m) in the m notes that
-    // sound there, and linear in the jumps and loops of the options.
+    // Linear in what is played, and for each note in those of its track that sound. A chase and a jump: for each track
+    // O(log n) a lane and a parameter, and O(m log m) in the m notes that sound there; linear in the options' jumps.
     bool Render(MdidHost_PlaySink& ioSink);
 
     // From the next block on: go there; a track is silent, or not (solo: all others are, and mute goes first). A muted
