@@ -31,7 +31,13 @@ private:
 class ClearNoteInProgressMatcher final : public Mdie_TrackState_Matcher
 {
 public:
-    explicit ClearNoteInProgressMatcher(const Mdie_TimedEvent& iEvent) : mEvent(iEvent) {}
+    // Between kinds of time the sum of time and duration is rounded; the difference of release and time is what a
+    // transition makes the duration of.
+    ClearNoteInProgressMatcher(const Mdie_TimedEvent& iEvent, bool iByDifference)
+        : mEvent(iEvent),
+          mByDifference(iByDifference)
+    {
+    }
 
     bool Matches(const Mdie_NoteInProgress& iNote) const override
     {
@@ -42,13 +48,14 @@ public:
     }
 
 private:
-    // Between kinds of time the sum is rounded; the difference is what a transition makes the duration of.
     bool EndsAt(Time_Typed iReleaseTime, Time_TypedLength iDuration) const
     {
-        return iReleaseTime == mEvent.GetTime() + iDuration || iReleaseTime - mEvent.GetTime() == iDuration;
+        return mByDifference ? iReleaseTime - mEvent.GetTime() == iDuration
+                             : iReleaseTime == mEvent.GetTime() + iDuration;
     }
 
     Mdie_TimedEvent mEvent;
+    bool mByDifference;
 };
 
 // Traces "Mdie_TrackState <address> <feed> <what> <pitch>".
@@ -138,9 +145,12 @@ void Mdie_TrackState::ReceiveEvent(const Mdie_TimedEvent& iEvent,
         return AddNoteInProgress(iEvent.GetTime(), note, iPerNoteControllersP);
     }
     case Mdid_Event::kClearNoteInProgress:
+    {
         TraceReceived(this, "ReceiveTimedEvent clear note",
                       iEvent.GetEvent().As<Mdid_NoteWithDurationBase>().GetPitch());
-        return RemoveMatchingNoteInProgress(ClearNoteInProgressMatcher(iEvent));
+        const ClearNoteInProgressMatcher bySum(iEvent, false), byDifference(iEvent, true);
+        return RemoveMatchingNoteInProgress(bySum, &byDifference);
+    }
     case Mdid_Event::kAddNoteInProgress:
     {
         const auto& note = iEvent.GetEvent().As<Mdid_NoteWithDurationBase>();
@@ -221,11 +231,20 @@ void Mdie_TrackState::AddNoteInProgress(Time_Typed iTime, const Mdid_NoteWithDur
     noteP->mNextP = std::exchange(*linkPP, noteP);
 }
 
-void Mdie_TrackState::RemoveMatchingNoteInProgress(const Mdie_TrackState_Matcher& iMatcher) noexcept
+Mdie_NoteInProgress*& Mdie_TrackState::FindLink(const Mdie_TrackState_Matcher& iMatcher) noexcept
 {
     Mdie_NoteInProgress** linkPP = &mHeadP;
     while (*linkPP != nullptr && !iMatcher.Matches(**linkPP))
         linkPP = &(*linkPP)->mNextP;
+    return *linkPP;
+}
+
+void Mdie_TrackState::RemoveMatchingNoteInProgress(const Mdie_TrackState_Matcher& iMatcher,
+                                                   const Mdie_TrackState_Matcher* iSecondChoiceP) noexcept
+{
+    Mdie_NoteInProgress** linkPP = &FindLink(iMatcher);
+    if (*linkPP == nullptr && iSecondChoiceP != nullptr)
+        linkPP = &FindLink(*iSecondChoiceP);
     const bool isFound = *linkPP != nullptr;
     if (isFound)
         FreeAt(*linkPP);

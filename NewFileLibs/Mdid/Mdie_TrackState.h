@@ -109,7 +109,9 @@ public:
 private:
     void AddNoteInProgress(Time_Typed iTime, const Mdid_NoteWithDurationBase& iNote,
                            const Mdid_PerNoteControllerList* iPerNoteControllersP) noexcept;
-    void RemoveMatchingNoteInProgress(const Mdie_TrackState_Matcher& iMatcher) noexcept;
+    void RemoveMatchingNoteInProgress(const Mdie_TrackState_Matcher& iMatcher,
+                                      const Mdie_TrackState_Matcher* iSecondChoiceP = nullptr) noexcept;
+    Mdie_NoteInProgress*& FindLink(const Mdie_TrackState_Matcher& iMatcher) noexcept; // to null: there is none
     void RestoreOrder() noexcept;
 
     // Frees the note that a link leads to, and closes the gap.
