@@ -68,7 +68,7 @@ protected:
 TEST_F(MdidHost_LivePlay, SendsAllWhenItIsDue)
 {
     Recorder recorder;
-    Elapsed elapsed, atOnce;
+    Elapsed atOnce;
     {
         MdidHost_Player player(mSession, GetOptions());
         while (player.Render(atOnce))
@@ -76,11 +76,10 @@ TEST_F(MdidHost_LivePlay, SendsAllWhenItIsDue)
     }
     MdidHost_Player player(mSession, GetOptions());
     const auto start = Clock::now();
-    MdidHost_PlayLive(player, recorder, recorder.mIsToStop, &elapsed);
+    MdidHost_PlayLive(player, recorder, recorder.mIsToStop);
     const auto end = Clock::now();
     EXPECT_GE(end - start, std::chrono::milliseconds(200));
     EXPECT_TRUE(recorder.GetKeysDown().empty());
-    EXPECT_EQ(elapsed.mSamples, atOnce.mSamples);
     ASSERT_EQ(recorder.mTimes.size(), atOnce.mSamples.size());
     for (std::size_t i = 0; i < atOnce.mSamples.size(); ++i)
         EXPECT_GE(recorder.mTimes[i] - start, std::chrono::microseconds(atOnce.mSamples[i] * 125 / 6)) << i;

@@ -12,6 +12,7 @@ namespace
 {
 
 constexpr const char* kClientName = "mdid";
+constexpr std::size_t kMaxSure = 4096; // bytes, of a message through JACK, which drops what its buffers do not hold
 
 // MIDI systems that do not answer write what they think of it to standard error; this program says it in one line.
 class QuietStandardError
@@ -102,6 +103,7 @@ MidiPort::MidiPort(const std::string& iName)
     if (!outputs)
         throw std::runtime_error("no MIDI system answers on this machine");
     const Output& output = Choose(*outputs, iName);
+    mName = output.mName;
     try
     {
         const QuietStandardError quiet;
@@ -114,9 +116,24 @@ MidiPort::MidiPort(const std::string& iName)
     }
 }
 
-MidiPort::~MidiPort() = default;
+MidiPort::~MidiPort()
+{
+    const QuietStandardError quiet;
+    mOutputP.reset();
+}
 
 void MidiPort::Send(std::span<const unsigned char> iMessage)
 {
     mOutputP->sendMessage(iMessage.data(), iMessage.size());
+    if (iMessage.size() > kMaxSure && mOutputP->getCurrentApi() == RtMidi::UNIX_JACK)
+        ++mNumDoubtful;
+}
+
+void MidiPort::Verify()
+{
+    const auto outputs = FindOutputs();
+    if (outputs && std::ranges::find(*outputs, mName, &Output::mName) != outputs->end())
+        return;
+    static_cast<void>(mOutputP.release()); // JACK's client crashes when it is closed behind the end of its system
+    throw std::runtime_error("the MIDI output \"" + mName + "\" is gone");
 }

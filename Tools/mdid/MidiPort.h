@@ -20,6 +20,13 @@ public:
 
     void Send(std::span<const unsigned char> iMessage) override;
 
+    // std::runtime_error: the output is not there any more, so that what was sent last may have gone nowhere.
+    void Verify();
+
+    int GetNumDoubtful() const { return mNumDoubtful; } // messages that are too long to be sure of
+
 private:
+    std::string mName;
     std::unique_ptr<RtMidiOut> mOutputP;
+    int mNumDoubtful = 0;
 };

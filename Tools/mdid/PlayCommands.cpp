@@ -5,11 +5,9 @@
 #include "MdidHost/Play/MdidHost_LivePlay.h"
 #include "MdidHost/Play/MdidHost_PlayListing.h"
 #include "MdidHost/Play/MdidHost_Scrub.h"
-#include "MidiPort.h"
+#include "PlayToPort.h"
 
 #include <algorithm>
-#include <atomic>
-#include <csignal>
 #include <iostream>
 #include <limits>
 #include <string_view>
@@ -103,15 +101,6 @@ private:
     std::vector<MdidHost_PlaySink*> mSinks;
 };
 
-// Set by the keyboard or by whoever ends this program.
-std::atomic<bool> sIsToStop = false;
-static_assert(std::atomic<bool>::is_always_lock_free);
-
-void StopPlay(int)
-{
-    sIsToStop = true;
-}
-
 class PlayCommand : public PlayingCommand
 {
 public:
@@ -133,7 +122,9 @@ public:
         AddMany("--mute", mMutes, "A track that is silent, from 1").check(kFromOne);
         AddText(mApp, "-o,--output", mOutput, "A Standard MIDI File of what is played; - is standard output");
         AddText(mApp, "--port", mPort, "Play in real time to this MIDI output; a part of its name will do")
-            .excludes("--output");
+            .check([](const std::string& iName) { return iName.empty() ? std::string("a name is missing") : ""; })
+            ->excludes("--output")
+            ->excludes("--format");
     }
 
     int Run() override
@@ -216,7 +207,7 @@ private:
         if (ioStreamP)
             distributor.Add(file.emplace(iSession));
         if (!ioStreamP || !mFormat.empty())
-            distributor.Add(listing.emplace(std::cout, iSession, GetListingOptions()));
+            distributor.Add(listing.emplace(std::cout, iSession, MdidHost_PlayListingOptions{IsJson(), {}, false}));
         MdidHost_Player player(iSession, iOptions);
         Mute(player);
         Render(player, distributor);
@@ -227,18 +218,10 @@ private:
     void PlayLive(const MdidHost_Session& iSession, MdidHost_PlayOptions iOptions) const
     {
         iOptions.mBlockSize = MdidHost_LiveBlockSize(iSession.mContext.GetSampleRate());
-        std::optional<MdidHost_PlayListing> listing;
-        if (!mFormat.empty())
-            listing.emplace(std::cout, iSession, GetListingOptions());
-        MidiPort port(mPort.value_or(""));
         MdidHost_Player player(iSession, iOptions);
         Mute(player);
-        std::signal(SIGINT, StopPlay);
-        std::signal(SIGTERM, StopPlay);
-        MdidHost_PlayLive(player, port, sIsToStop, listing ? &*listing : nullptr);
+        PlayToPort(player, *mPort);
     }
-
-    MdidHost_PlayListingOptions GetListingOptions() const { return {IsJson(), {}, false}; }
 
     void Mute(MdidHost_Player& ioPlayer) const
     {

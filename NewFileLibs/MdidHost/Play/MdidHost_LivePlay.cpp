@@ -19,12 +19,10 @@ constexpr std::size_t kUsualMessageLength = std::size_t{1} << 16;
 class PacedSink : public MdidHost_PlaySink
 {
 public:
-    PacedSink(const MdidHost_Player& iPlayer, MdidHost_MessageSink& ioMessages, const std::atomic<bool>& iIsToStop,
-              MdidHost_PlaySink* ioEventsP)
+    PacedSink(const MdidHost_Player& iPlayer, MdidHost_MessageSink& ioMessages, const std::atomic<bool>& iIsToStop)
         : mPlayer(iPlayer),
           mMessages(ioMessages),
           mIsToStop(iIsToStop),
-          mEventsP(ioEventsP),
           mFirst(iPlayer.GetElapsed())
     {
         mBytes.reserve(kUsualMessageLength);
@@ -34,8 +32,6 @@ public:
     {
         WaitFor(iEvent.mElapsed);
         MdidHost_ForEachMessage(iEvent.mEvent, mBytes, [this](const auto& message) { mMessages.Send(message); });
-        if (mEventsP != nullptr)
-            mEventsP->Receive(iEvent);
     }
 
     void WaitFor(std::int64_t iElapsed) const
@@ -59,7 +55,6 @@ private:
     const MdidHost_Player& mPlayer;
     MdidHost_MessageSink& mMessages;
     const std::atomic<bool>& mIsToStop;
-    MdidHost_PlaySink* mEventsP;
     std::vector<unsigned char> mBytes;
     std::int64_t mFirst;
     Clock::time_point mStart = Clock::now();
@@ -72,12 +67,11 @@ std::int64_t MdidHost_LiveBlockSize(std::int32_t iSampleRate)
     return std::max<std::int64_t>(iSampleRate / kBlocksPerSecond, 1);
 }
 
-void MdidHost_PlayLive(MdidHost_Player& ioPlayer, MdidHost_MessageSink& ioMessages, const std::atomic<bool>& iIsToStop,
-                       MdidHost_PlaySink* ioEventsP)
+void MdidHost_PlayLive(MdidHost_Player& ioPlayer, MdidHost_MessageSink& ioMessages, const std::atomic<bool>& iIsToStop)
 {
     if (ioPlayer.GetBlockSize() > MdidHost_LiveBlockSize(ioPlayer.GetSampleRate()))
         throw std::invalid_argument("the blocks of live play have to be short");
-    PacedSink sink(ioPlayer, ioMessages, iIsToStop, ioEventsP);
+    PacedSink sink(ioPlayer, ioMessages, iIsToStop);
     try
     {
         for (bool isPlaying = true; isPlaying && !iIsToStop;)

@@ -28,7 +28,6 @@ std::int64_t MdidHost_LiveBlockSize(std::int32_t iSampleRate);
 // do, what is left of the block goes out at once, and play stops. Either way nothing sounds when the function returns,
 // nor when ioMessages throws, as far as it takes the messages for that; the exception then goes on.
 //
-// ioEventsP, if not null, gets the events as they were sent. Takes memory for a system-exclusive message of over 64
-// KiB. std::invalid_argument: the player's blocks are longer than MdidHost_LiveBlockSize.
-void MdidHost_PlayLive(MdidHost_Player& ioPlayer, MdidHost_MessageSink& ioMessages, const std::atomic<bool>& iIsToStop,
-                       MdidHost_PlaySink* ioEventsP = nullptr);
+// Takes memory for a system-exclusive message of over 64 KiB. std::invalid_argument: the player's blocks are longer
+// than MdidHost_LiveBlockSize.
+void MdidHost_PlayLive(MdidHost_Player& ioPlayer, MdidHost_MessageSink& ioMessages, const std::atomic<bool>& iIsToStop);
