@@ -10,9 +10,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdlib>
 #include <fstream>
 #include <iostream>
+#include <stdexcept>
+#include <string>
 #include <vector>
 
 namespace
@@ -127,23 +128,35 @@ public:
     WavFile(const char* iPath, int iSampleRate) : mStream(iPath, std::ios::binary), mSampleRate(iSampleRate)
     {
         WriteHeader();
+        Verify();
     }
 
     void Write(const std::vector<float>& iSamples)
     {
+        if (iSamples.size() > kMaxNumSamples - mNumSamples)
+            throw std::runtime_error("the sound is longer than a file of this kind can be");
         for (const float sample : iSamples)
             WriteNumber(static_cast<std::uint16_t>(std::lround(std::clamp(sample, -1.0F, 1.0F) * 32767)), 2);
         mNumSamples += static_cast<std::uint32_t>(iSamples.size());
+        Verify();
     }
 
-    bool Finish()
+    void Finish()
     {
         mStream.seekp(0);
         WriteHeader();
-        return static_cast<bool>(mStream.flush());
+        Verify();
     }
 
 private:
+    static constexpr std::uint32_t kMaxNumSamples = 0x7FFFFF00;
+
+    void Verify()
+    {
+        if (!mStream.flush())
+            throw std::runtime_error("the sound cannot be written");
+    }
+
     void WriteNumber(std::uint32_t iNumber, int iNumBytes)
     {
         for (int i = 0; i < iNumBytes; ++i)
@@ -172,18 +185,36 @@ private:
     std::uint32_t mNumSamples = 0;
 };
 
-int Run(int iArgc, char** iArgv)
+double ParseSeconds(const std::string& iText)
+{
+    constexpr double kDay = 24 * 60 * 60;
+    std::size_t length = 0;
+    double seconds = -1;
+    try
+    {
+        seconds = std::stod(iText, &length);
+    }
+    catch (const std::logic_error&) // no number
+    {
+    }
+    if (length != iText.size() || !(seconds >= 0 && seconds <= kDay))
+        throw std::runtime_error("not a number of seconds: " + iText);
+    return seconds;
+}
+
+void Run(int iArgc, char** iArgv)
 {
     MdidHost_ImportReport report;
     const MdidHost_Session session = MdidHost_OpenSession(iArgv[1], {}, report);
     const int sampleRate = session.mContext.GetSampleRate();
-    const auto samplesOf = [&](int iArgument)
-    { return iArgument < iArgc ? std::llround(std::atof(iArgv[iArgument]) * sampleRate) : 0; };
+    const std::vector<std::string> arguments(iArgv, iArgv + iArgc);
+    const auto samplesAt = [&](std::size_t i)
+    { return i < arguments.size() ? std::llround(ParseSeconds(arguments[i]) * sampleRate) : 0; };
 
     MdidHost_PlayOptions options;
     options.mBlockSize = kBlockSize;
-    options.mStart = samplesOf(3);
-    if (const std::int64_t length = samplesOf(4); length > 0)
+    options.mStart = samplesAt(3);
+    if (const std::int64_t length = samplesAt(4); length > 0)
         options.mLoops = {{options.mStart, options.mStart + length, 2}};
     MdidHost_Player player(session, options);
     Band band(session.mTracks.size(), sampleRate);
@@ -195,28 +226,29 @@ int Run(int iArgc, char** iArgv)
             break;
         file.Write(band.FinishBlock(player.GetElapsed()));
     }
+    file.Finish();
     std::cout << player.GetElapsed() / sampleRate << " s played\n";
-    return file.Finish() ? 0 : 1;
 }
 
 } // namespace
 
 int main(int iArgc, char** iArgv)
 {
-    if (iArgc < 3)
+    if (iArgc < 3 || iArgc > 5)
     {
         std::cerr << "play_to_wav song.mid song.wav [FROM_SECOND [LOOP_SECONDS]]\n";
         return 2;
     }
     Mdid_Init::Init();
-    int result = 1;
+    int result = 0;
     try
     {
-        result = Run(iArgc, iArgv);
+        Run(iArgc, iArgv);
     }
     catch (const std::exception& exception)
     {
-        std::cerr << iArgv[1] << ": " << exception.what() << '\n';
+        std::cerr << "play_to_wav: " << exception.what() << '\n';
+        result = 1;
     }
     Mdid_Init::Free();
     return result;
