@@ -8,13 +8,7 @@
 #include <unistd.h>
 #include <vector>
 
-namespace
-{
-
-constexpr const char* kClientName = "mdid";
-constexpr std::size_t kMaxSure = 4096; // bytes, of a message through JACK, which drops what its buffers do not hold
-
-// MIDI systems that do not answer write what they think of it to standard error; this program says it in one line.
+// This program says in one line what MIDI systems say in several.
 class QuietStandardError
 {
 public:
@@ -40,6 +34,17 @@ private:
     int mBefore = dup(STDERR_FILENO);
 };
 
+namespace
+{
+
+constexpr std::size_t kMaxSure = 4096; // bytes, of a message through JACK, which drops what its buffers do not hold
+
+// Another one for each process, by which its own port is known.
+std::string ClientName()
+{
+    return "mdid-" + std::to_string(getpid());
+}
+
 struct Output
 {
     RtMidi::Api mSystem;
@@ -50,14 +55,13 @@ struct Output
 // Of all systems; none when no system answers.
 std::optional<std::vector<Output>> FindOutputs()
 {
-    const QuietStandardError quiet;
     std::vector<RtMidi::Api> systems;
     RtMidi::getCompiledApi(systems);
     std::optional<std::vector<Output>> outputs;
     for (const RtMidi::Api system : systems)
         try
         {
-            RtMidiOut client(system, kClientName);
+            RtMidiOut client(system, ClientName());
             const unsigned count = client.getPortCount();
             if (!outputs)
                 outputs.emplace();
@@ -97,7 +101,7 @@ const Output& Choose(const std::vector<Output>& iOutputs, const std::string& iNa
 
 } // namespace
 
-MidiPort::MidiPort(const std::string& iName)
+MidiPort::MidiPort(const std::string& iName) : mQuietP(std::make_unique<QuietStandardError>())
 {
     const auto outputs = FindOutputs();
     if (!outputs)
@@ -106,9 +110,8 @@ MidiPort::MidiPort(const std::string& iName)
     mName = output.mName;
     try
     {
-        const QuietStandardError quiet;
-        mOutputP = std::make_unique<RtMidiOut>(output.mSystem, kClientName);
-        mOutputP->openPort(output.mNumber, kClientName);
+        mOutputP = std::make_unique<RtMidiOut>(output.mSystem, ClientName());
+        mOutputP->openPort(output.mNumber, "out");
     }
     catch (const RtMidiError& error)
     {
@@ -116,11 +119,7 @@ MidiPort::MidiPort(const std::string& iName)
     }
 }
 
-MidiPort::~MidiPort()
-{
-    const QuietStandardError quiet;
-    mOutputP.reset();
-}
+MidiPort::~MidiPort() = default;
 
 void MidiPort::Send(std::span<const unsigned char> iMessage)
 {
@@ -131,9 +130,23 @@ void MidiPort::Send(std::span<const unsigned char> iMessage)
 
 void MidiPort::Verify()
 {
-    const auto outputs = FindOutputs();
-    if (outputs && std::ranges::find(*outputs, mName, &Output::mName) != outputs->end())
+    if (IsConnected())
         return;
     static_cast<void>(mOutputP.release()); // JACK's client crashes when it is closed behind the end of its system
     throw std::runtime_error("the MIDI output \"" + mName + "\" is gone");
+}
+
+// A JACK that was started anew has an output of that name, too, but not the port of this process.
+bool MidiPort::IsConnected() const
+{
+    const auto outputs = FindOutputs();
+    if (!outputs || std::ranges::find(*outputs, mName, &Output::mName) == outputs->end())
+        return false;
+    if (mOutputP->getCurrentApi() != RtMidi::UNIX_JACK)
+        return true;
+    RtMidiIn sources(RtMidi::UNIX_JACK, ClientName());
+    for (unsigned i = 0; i < sources.getPortCount(); ++i)
+        if (sources.getPortName(i).starts_with(ClientName() + ":"))
+            return true;
+    return false;
 }

@@ -5,9 +5,11 @@
 #include <memory>
 #include <string>
 
+class QuietStandardError;
 class RtMidiOut;
 
-// A MIDI output of this machine: an instrument, an interface, another program.
+// A MIDI output of this machine: an instrument, an interface, another program. While there is one, nothing goes to
+// standard error: MIDI systems write there what they think of each other.
 class MidiPort : public MdidHost_MessageSink
 {
 public:
@@ -26,6 +28,9 @@ public:
     int GetNumDoubtful() const { return mNumDoubtful; } // messages that are too long to be sure of
 
 private:
+    bool IsConnected() const;
+
+    std::unique_ptr<QuietStandardError> mQuietP;
     std::string mName;
     std::unique_ptr<RtMidiOut> mOutputP;
     int mNumDoubtful = 0;

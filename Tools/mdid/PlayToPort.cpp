@@ -15,6 +15,7 @@
 namespace
 {
 
+constexpr unsigned kSecondsToOpen = 5;
 constexpr unsigned kSecondsToStop = 2;
 
 std::atomic<bool> sIsToStop = false;
@@ -22,11 +23,11 @@ static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler sets it"
 
 int sStandardError = STDERR_FILENO; // that of the port is quiet at times
 
-void StopPlay(int iSignal)
+// A hang-up often comes twice, and behind other signals: only the first one counts.
+void StopPlay(int)
 {
-    if (sIsToStop.exchange(true))
-        std::_Exit(128 + iSignal);
-    alarm(kSecondsToStop);
+    if (!sIsToStop.exchange(true))
+        alarm(kSecondsToStop);
 }
 
 void GiveUp(int)
@@ -68,10 +69,17 @@ private:
 
 void PlayToPort(MdidHost_Player& ioPlayer, const std::string& iPort)
 {
-    const SignalsThatStop signals; // until the output is closed
-    MidiPort port(iPort);
-    MdidHost_PlayLive(ioPlayer, port, sIsToStop);
-    port.Verify();
-    if (const int count = port.GetNumDoubtful(); count > 0)
-        std::cerr << "mdid: messages longer than the MIDI system may take: " << count << '\n';
+    const SignalsThatStop signals;
+    int numDoubtful = 0;
+    {
+        alarm(kSecondsToOpen); // a system that has frozen would not let go
+        MidiPort port(iPort);
+        alarm(0);
+        MdidHost_PlayLive(ioPlayer, port, sIsToStop);
+        alarm(kSecondsToStop);
+        port.Verify();
+        numDoubtful = port.GetNumDoubtful();
+    }
+    if (numDoubtful > 0)
+        std::cerr << "mdid: messages longer than the MIDI system may take: " << numDoubtful << '\n';
 }

@@ -114,8 +114,8 @@ public:
     MdidHost_Player& operator=(const MdidHost_Player&) = delete;
 
     // Plays the next block; less where the end comes first, with the stop. False when play is at its end: nothing is
-    // sent then. Where it has not begun, or was stopped, it begins with a chase. A jump that a block comes to with its
-    // last sample is made by the next one.
+    // sent then, but what a sink that threw has not got. Where it has not begun, or was stopped, it begins with a
+    // chase. A jump that a block comes to with its last sample is made by the next one.
     //
     // Linear in what is played, and for each note in those of its track that sound. A chase and a jump: for each track
     // O(log n) a lane and a parameter, and O(m log m) in the m notes that sound there; linear in the options' jumps.
